@@ -1,0 +1,29 @@
+#pragma once
+// A list that only ever grows in order: a face of its own over the universal list, which hides the
+// operations that could put an element out of place.
+
+#include "util/l_univ_list.h"
+
+/// Holds its elements in ascending order, the newest of equals first. Ownership, tags, messages and
+/// threads are as told for `l_univ`. A derived class may give it an order by overriding `compare`.
+class l_sorted : private l_univ {
+  public:
+    l_sorted() = default;
+    explicit l_sorted(const char* name) : l_univ(name) {}
+    l_sorted(const char* name, short id) : l_univ(name, id) {}
+    l_sorted(const l_sorted&) = default;
+    ~l_sorted() override;
+
+    using l_univ::count;
+    using l_univ::empty;
+    using l_univ::i_th;
+    using l_univ::print_range;
+    using l_univ::print_state;
+    using l_univ::put_sorted;
+    using l_univ::search_equal;
+    using l_univ::search_same;
+
+    /// The text is that of `l_univ`.
+    void print() override;
+    void wipe_out() { l_univ::wipe_out(); }
+};
