@@ -1,78 +1,165 @@
 #include "util/i_charstr.h"
 
+#include <unistd.h>
+
+#include <algorithm>
+#include <charconv>
 #include <cstdio>
+#include <cstring>
+#include <memory>
 
 #include "util/i_assert.h"
+#include "util/i_trace.h"
+
+namespace {
+
+constexpr char SOURCE_MODULE[] = "util/i_charstr";
+
+/// Room for any number, a `float` in full among them: sign, 39 digits, point, 6 decimals, NUL.
+constexpr std::size_t kNumberRoom = 48;
+
+/// The largest file that is read, in bytes: what `length` can tell. A directory can be opened and
+/// claims to be larger still.
+constexpr long kLargestFile = 0x7ffffffe;
+
+struct FileCloser {
+    void operator()(std::FILE* file) const { std::fclose(file); }
+};
+
+const char* notNull(const char* s) {
+    ZOR_ASSERT(s != nullptr, "s");
+    return s;
+}
+
+std::size_t fromStart(int from) {
+    return from < 0 ? 0 : static_cast<std::size_t>(from);
+}
+
+int positionOrMinusOne(std::size_t position) {
+    return position == std::string::npos ? -1 : static_cast<int>(position);
+}
+
+}  // namespace
 
 CharString::CharString(int, int) {}
-CharString::CharString(const char* s) : text(s) {
-    len = static_cast<std::uint32_t>(text.size());
+
+CharString::CharString(const char* s) : text(notNull(s)) {
+    refreshed();
 }
+
 CharString::CharString(const CharString& other) : len(other.len), text(other.text) {}
+
+CharString::CharString(const char* path, const char* mode) {
+    if (!path || !readFile(path, mode)) state |= kFailFile;
+}
+
+bool CharString::readFile(const char* path, const char* mode) {
+    if (access(path, R_OK) != 0) {
+        traceTexts("KEL LibUtil: Charstring couldnt read file ", path);
+        return false;
+    }
+    const std::unique_ptr<std::FILE, FileCloser> file(std::fopen(path, mode));
+    if (!file) return false;
+    std::fseek(file.get(), 0, SEEK_END);
+    const long size = std::ftell(file.get());
+    if (size < 1 || size > kLargestFile) return false;
+    std::rewind(file.get());
+    text.resize(static_cast<std::size_t>(size));
+    text.resize(std::fread(text.data(), 1, text.size(), file.get()));
+    text.resize(std::strlen(text.c_str()));
+    refreshed();
+    return true;
+}
+
 void CharString::operator=(const CharString& other) {
     text = other.text;
-    len = static_cast<std::uint32_t>(text.size());
+    refreshed();
 }
+
 void CharString::operator=(const char* s) {
-    text = s;
-    len = static_cast<std::uint32_t>(text.size());
+    text = notNull(s);
+    refreshed();
 }
-void CharString::operator+=(char c) {
-    text += c;
-    ++len;
+
+void CharString::operator=(char c) {
+    text = c;
+    refreshed();
 }
-void CharString::operator+=(const CharString& other) {
-    *this << other;
-}
+
 void CharString::operator+=(const char* s) {
-    *this << s;
+    *this << notNull(s);
 }
-CharString& CharString::operator<<(const CharString& other) {
-    text += other.text;
-    len = static_cast<std::uint32_t>(text.size());
-    return *this;
+
+CharString& CharString::appendNumber(long value) {
+    char digits[kNumberRoom];
+    const auto written = std::to_chars(digits, digits + sizeof digits, value);
+    text.append(digits, static_cast<std::size_t>(written.ptr - digits));
+    return refreshed();
 }
-CharString& CharString::operator<<(const char* s) {
-    if (s) text += s;
-    len = static_cast<std::uint32_t>(text.size());
-    return *this;
+
+CharString& CharString::operator<<(float value) {
+    char digits[kNumberRoom];
+    std::snprintf(digits, sizeof digits, "%f", static_cast<double>(value));
+    return *this << digits;
 }
-CharString& CharString::operator<<(char c) {
-    text += c;
-    ++len;
-    return *this;
+
+unsigned CharString::getChar(int i) const {
+    ZOR_ASSERT((i == 0 && len == 0) || (i >= 0 && i < length()),
+               "(i==0 && len==0) || (i>=0 && i< (int)len)");
+    return static_cast<unsigned char>(text[static_cast<std::size_t>(i)]);
 }
-CharString& CharString::operator<<(short value) {
-    return *this << std::to_string(value).c_str();
+
+void CharString::setChar(int i, char c) {
+    if (i < 0 || i >= length()) {
+        traceValues("KEL CharString setChar out of bounds", i, c_str(),
+                    static_cast<unsigned char>(c));
+        return;
+    }
+    text[static_cast<std::size_t>(i)] = c;
+    refreshed();
 }
-CharString& CharString::operator<<(int value) {
-    return *this << std::to_string(value).c_str();
+
+void CharString::dump() const {
+    std::printf("CharString: len %d \n", length());
 }
-CharString& CharString::operator<<(long value) {
-    return *this << std::to_string(value).c_str();
+
+int CharString::compare(const char* s) const {
+    return text.compare(notNull(s));
 }
+
 int CharString::find(char c, int from) const {
-    auto p = text.find(c, static_cast<std::size_t>(from));
-    return p == std::string::npos ? -1 : static_cast<int>(p);
+    return positionOrMinusOne(text.find(c, fromStart(from)));
 }
+
 int CharString::find(const char* s, int from) const {
-    auto p = text.find(s, static_cast<std::size_t>(from));
-    return p == std::string::npos ? -1 : static_cast<int>(p);
+    return positionOrMinusOne(text.find(notNull(s), fromStart(from)));
 }
-short CharString::contains(const char* s) const {
-    return find(s, 0) != -1;
+
+CharString CharString::slice(std::size_t pos, std::size_t n) const {
+    CharString piece;
+    piece.text.assign(text, pos, n);
+    piece.refreshed();
+    return piece;
 }
+
 CharString CharString::rightFrom(int pos) const {
-    CharString r;
-    r << (pos <= 0          ? text
-          : pos >= length() ? std::string()
-                            : text.substr(static_cast<std::size_t>(pos)))
-             .c_str();
-    return r;
+    return slice(std::min<std::size_t>(fromStart(pos), len), std::string::npos);
 }
-short CharString::operator==(const CharString& other) const {
-    return text == other.text;
+
+CharString CharString::leftTo(int n) const {
+    const int limit = n < 0 ? length() : std::min(n, length());
+    return slice(0, strnlen(c_str(), static_cast<std::size_t>(limit)));
 }
-short CharString::operator<(const CharString& other) const {
-    return text < other.text;
+
+CharString CharString::subRange(int from, int to) const {
+    const int first = std::clamp(from, 0, length());
+    const int last = std::min(to, length());
+    if (last < first) return rightFrom(first);
+    return slice(static_cast<std::size_t>(first), static_cast<std::size_t>(last - first));
+}
+
+void CharString::eraseRange(int pos, int n) {
+    if (n <= 0 || pos < 0 || pos >= length()) return;
+    text.erase(static_cast<std::size_t>(pos), static_cast<std::size_t>(n));
+    refreshed();
 }
