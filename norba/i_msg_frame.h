@@ -132,6 +132,8 @@ class MsgToSend : public elem_list {
     char* body() const { return pt_char_.get() + MsgHeader::kSize; }
     /// Bytes to write.
     std::int32_t frameLength() const { return header_.lg() + MsgHeader::kSize; }
+    /// Bytes of the whole buffer, and most bytes of a body.
+    std::uint32_t size() const { return size_; }
     std::uint32_t capacity() const { return capacity_; }
     const MsgHeader& header() const { return header_; }
 

@@ -53,11 +53,11 @@ short waitFd(std::int32_t fd, std::int32_t timeout, Direction direction) {
 /// Reads four numbers with any character between each two, which is how the family has always
 /// told an address from a name: "127-0-0-1" is an address too, and what follows it is ignored.
 bool readNumericAddress(const char* text, unsigned char address[4]) {
-    int number[4] = {};
-    char separator[3];
-    if (std::sscanf(text, "%d%c%d%c%d%c%d", &number[0], &separator[0], &number[1], &separator[1],
-                    &number[2], &separator[2], &number[3]) != 7)
-        return false;
+    CharString rest(text);
+    short number[4] = {};
+    char separator = 0;
+    rest >> number[0] >> separator >> number[1] >> separator >> number[2] >> separator >> number[3];
+    if (!rest.good()) return false;
     for (int i = 0; i < 4; ++i)
         address[i] = static_cast<unsigned char>(number[i]);
     return true;
