@@ -1,142 +1,309 @@
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
+#include <cfloat>
 #include <cstdio>
+#include <cstdlib>
+#include <cstring>
 #include <fstream>
-#include <limits>
 #include <memory>
+#include <random>
 #include <string>
-#include <type_traits>
+#include <string_view>
+#include <tuple>
 
 #include "util/i_charstr.h"
 #include "util/i_trace.h"
 
+#pragma GCC diagnostic ignored "-Wformat-nonliteral"
+
 namespace {
 
-using testing::HasSubstr;
-
-constexpr int kIntMin = std::numeric_limits<int>::min();
-constexpr int kIntMax = std::numeric_limits<int>::max();
+std::string traced;  // by the sink, since the test emptied it
 
 std::string bytes(const CharString& s) {
     return {s.c_str(), static_cast<std::size_t>(s.length())};
 }
 
-/// Collects what the trace writes while it lives.
-struct TraceRecord {
-    static inline std::string text;
-    TraceRecord() {
-        text.clear();
-        setTraceSink([](const char* line) { text += line; });
-    }
-    ~TraceRecord() { setTraceSink(nullptr); }
+/// What random texts are made of: digits, quotes and blanks in every company, and the numbers at
+/// whose size a conversion overflows on one machine or the other.
+using std::string_view_literals::operator""sv;
+constexpr auto kPieces =
+    "|a|B|z| |  |\"|\"a|b\"|\t|\n\v\f\r|\xe9|\xa0|,|12|-7|+|0x1f|007|1.5|1e|e+5|.|inf|nan(1)|1e400|"
+    "2147483648|-2147483649|4294967296|-4294967295|9223372036854775808|-9223372036854775809|"
+    "18446744073709551615|-18446744073709551616|\0|"sv;
+
+struct Probe : CharString {
+    using CharString::len, CharString::state, CharString::text, CharString::operator=;
 };
 
-template <typename Number>
-std::string printed(const char* format, Number value) {
-    char text[64];
-#pragma GCC diagnostic push
-#pragma GCC diagnostic ignored "-Wformat-nonliteral"
-    std::snprintf(text, sizeof text, format, value);
-#pragma GCC diagnostic pop
-    return text;
-}
+/// A CharString beside its model: a standard string, the C library's own conversions, and the rule
+/// of quotes told by recursion.
+struct Walk {
+    std::mt19937_64 random;
+    Probe s;
+    std::string text;    // what `s` holds
+    unsigned state = 0;  // and its failure bits
+    std::string word;    // what the present step works with
+    char c = 0;
+    int i = 0, j = 0;
+    char got[40] = "", expected[40] = "";
 
-template <typename Target>
-concept Appendable = requires(CharString s, Target t) {
-    s << t;
-};
-
-TEST(CharString, AppendsNumbersAsSnprintfDoes) {
-    static_assert(!Appendable<double>, "a caller narrows a double to float first");
-    for (const long long value : {0LL, 7LL, -1LL, 255LL, 32768LL, -2147483648LL, 2147483647LL,
-                                  4294967295LL, -4294967297LL, 9223372036854775807LL}) {
-        CharString s;
-        s << static_cast<unsigned char>(value) << ' ' << static_cast<short>(value) << ' '
-          << static_cast<unsigned short>(value) << ' ' << static_cast<int>(value) << ' '
-          << static_cast<unsigned>(value) << ' ' << static_cast<long>(value) << ' '
-          << static_cast<unsigned long>(value) << ' ' << value;
-        EXPECT_EQ(bytes(s), printed("%d ", static_cast<unsigned char>(value)) +
-                                printed("%d ", static_cast<short>(value)) +
-                                printed("%d ", static_cast<unsigned short>(value)) +
-                                printed("%d ", static_cast<int>(value)) +
-                                printed("%d ", static_cast<int>(value)) +
-                                printed("%ld ", static_cast<long>(value)) +
-                                printed("%ld ", static_cast<long>(value)) +
-                                printed("%ld", long{static_cast<std::int32_t>(value)}));
+    explicit Walk(std::uint64_t seed) : random(seed) {}
+    int pick(std::size_t n) { return static_cast<int>(random() % n); }
+    std::string piece() {
+        const std::size_t start = kPieces.find('|', random() % kPieces.size()) + 1;
+        return std::string(kPieces.substr(start, kPieces.find('|', start) - start));
     }
-    for (const float value : {0.F, -0.F, 0.1F, -123456.789F, std::numeric_limits<float>::max(),
-                              -std::numeric_limits<float>::infinity()}) {
-        CharString s;
+
+    void draw() {
+        if (text.size() > 120) s = "", text = "";
+        if (pick(3) == 0) s.state = state = 0;  // what only a constructor does
+        word.clear();
+        for (int n = pick(5); n > 0; --n)
+            word += piece();
+        c = kPieces[random() % kPieces.size()];
+        i = pick(text.size() + 5) - 2;
+        j = pick(text.size() + 5) - 2;
+    }
+
+    template <typename Number>
+    void append(const char* format) {
+        const auto value = static_cast<Number>(random() >> pick(64));
+        std::snprintf(expected, sizeof expected, format, value);
+        text += expected;
         s << value;
-        EXPECT_EQ(bytes(s), printed("%f", static_cast<double>(value)));
     }
-}
 
-TEST(CharString, KeepsBytesAndStopsAtNulOnlyWhereATextIsTerminated) {
-    CharString s;
-    s = '\0';
-    EXPECT_EQ(s.length(), 1);
-    s << "ab" << static_cast<const char*>(nullptr) << "" << 'c' << static_cast<unsigned char>('c');
-    s += s;
-    EXPECT_EQ(bytes(s), std::string("\0abc99\0abc99", 12));
-    EXPECT_EQ(bytes(s.rightFrom(5)), std::string("9\0abc99", 7));
-    EXPECT_EQ(bytes(s.subRange(4, 8)), std::string("99\0a", 4));
-    EXPECT_EQ(bytes(s.leftTo(3)), "");
-    EXPECT_EQ(s.find(s, 4), 4) << "as a search text it is empty";
-    EXPECT_EQ(s.find('\0', 1), 6);
-    EXPECT_EQ(s == s.c_str(), 0);
-    EXPECT_EQ(s == CharString(s), 1);
-}
+    /// What `sscanf` takes off the text, or else the failure bit.
+    bool scan(const char* format, void* value, unsigned bit) {
+        int n = 0;
+        std::sscanf(text.c_str(), format, value, &n);
+        if (n <= 0) state |= bit;
+        text.erase(0, static_cast<std::size_t>(n));
+        return n > 0;
+    }
 
-TEST(CharString, ComparesBytesAsUnsigned) {
-    const char* const ascending[] = {"", "a", "ab", "abc", "abd", "b", "\x80", "\xff"};
-    for (const char* const& left : ascending) {
-        for (const char* const& right : ascending) {
-            const CharString a(left), b(right);
-            EXPECT_EQ(a == b, &left == &right);
-            EXPECT_EQ(a != b, &left != &right);
-            EXPECT_EQ(a < b, &left < &right);
-            EXPECT_EQ(a > b, &left > &right);
-            EXPECT_EQ(a <= b, &left <= &right);
-            EXPECT_EQ(a >= b, &left >= &right);
-            EXPECT_EQ(a == right, &left == &right);
-            EXPECT_EQ(a != right, &left != &right);
-            EXPECT_EQ(a < right, &left < &right);
-            EXPECT_EQ(a > right, &left > &right);
-            EXPECT_EQ(a <= right, &left <= &right);
-            EXPECT_EQ(a >= right, &left >= &right);
+    template <typename Target, typename Scanned>
+    void read(const char* format, unsigned bit, bool only_while_good = false) {
+        Target target = 1, model = 1;
+        Scanned value = 1;
+        const bool found = scan(format, &value, bit);
+        if (only_while_good ? state == 0 : found) model = static_cast<Target>(value);
+        s >> target;
+        ASSERT_EQ(std::memcmp(&target, &model, sizeof model), 0) << format << ' ' << target;
+    }
+
+    std::string token() {
+        char first[512];
+        if (!scan("%511s%n", first, CharString::kFailText)) return "";
+        std::string all = first, next;
+        if (all[0] != '"') return all;
+        if (all.size() > 1 && all.back() == '"') return all.substr(1, all.size() - 2);
+        do {
+            all += ' ' + (next = token());
+        } while (!next.empty() && next.back() != '"' && state == 0);
+        return all.substr(1, all.size() - 2);
+    }
+
+    void readToken() {
+        const std::string before = text, found = token();
+        if (found.size() >= sizeof got) text = before, state |= CharString::kFailText;
+        std::strcpy(got, "kept");
+        s >> got;
+        ASSERT_EQ(got, text == before ? "kept" : found);
+    }
+
+    /// Cuts the text up to `c` off the front of `whole`, as far as its first NUL.
+    std::string cutField(std::string& whole) const {
+        const std::string field = whole.substr(0, whole.find(c)).c_str();
+        whole.erase(0, std::min(whole.find(c), whole.size() - 1) + 1);
+        return field;
+    }
+
+    void takeDelimited() {
+        if (text.empty()) state |= CharString::kFailText;
+        s.getDelimited(got, 10, c);
+        ASSERT_EQ(got, text.empty() ? "" : cutField(text).substr(0, 9));
+    }
+
+    void resize() {
+        if (i >= 0 && i < s.length() && j > 0) text.erase(i, j);
+        s.eraseRange(i, j);
+        if (j > s.length()) text.resize(j, c);
+        s.padTo(c, j);
+    }
+
+    void check() const {
+        ASSERT_EQ(s.text, text);
+        ASSERT_EQ(s.len, text.size());
+        ASSERT_EQ(s.state, state);
+        const auto from = std::min(static_cast<std::size_t>(std::max(i, 0)), text.size());
+        const std::string right = text.substr(from);
+        const std::string middle = j < static_cast<int>(from) ? right : text.substr(from, j - from);
+        ASSERT_EQ(bytes(s.leftTo(i)), (i < 0 ? text : text.substr(0, from)).c_str());
+        ASSERT_EQ(bytes(s.rightFrom(i)), right);
+        ASSERT_EQ(bytes(s.subRange(i, j)), middle);
+        ASSERT_EQ(s.find(c, i), i > s.length() ? -1 : static_cast<int>(text.find(c, from)));
+        ASSERT_EQ(s.find(word.c_str(), from), static_cast<int>(text.find(word.c_str(), from)));
+        ASSERT_EQ(s < word.c_str(), text < word.c_str());
+        short count = -1;
+        const std::unique_ptr<CharString[]> pieces(s.split(count, c));
+        std::string left = text;
+        for (int k = 0; k < count; ++k)
+            ASSERT_EQ(bytes(pieces[k]), cutField(left));
+        ASSERT_EQ(count, text.empty() ? 0 : std::count(text.begin(), text.end(), c) + 1);
+    }
+};
+
+constexpr void (*kSteps[])(Walk&) = {
+    [](Walk& w) { w.s << w.word.c_str(), w.text += w.word.c_str(); },
+    [](Walk& w) { w.s << w.c, w.text += w.c; },
+    [](Walk& w) { w.s += w.s, w.text += w.text; },
+    [](Walk& w) { w.s = w.word.c_str(), w.text = w.word.c_str(); },
+    [](Walk& w) { w.append<unsigned char>("%d"), w.append<short>("%d"); },
+    [](Walk& w) { w.append<unsigned short>("%d"), w.append<int>("%d"); },
+    [](Walk& w) { w.append<unsigned>("%d"), w.append<long>("%ld"); },
+    [](Walk& w) { w.append<unsigned long>("%ld"), w.append<float>("%f"); },
+    [](Walk& w) { w.read<char, char>("%c%n", 1); },
+    [](Walk& w) { w.read<int, int>("%d%n", 2), w.read<long, int>("%d%n", 2); },
+    [](Walk& w) { w.read<unsigned, unsigned>("%u%n", 2), w.read<float, float>("%f%n", 8); },
+    [](Walk& w) { w.read<short, int>("%d%n", 2, true); },
+    [](Walk& w) { w.read<unsigned char, unsigned>("%u%n", 2, true); },
+    [](Walk& w) { w.read<unsigned short, unsigned>("%u%n", 2, true); },
+    [](Walk& w) { w.read<unsigned long, unsigned>("%u%n", 2, true); },
+    [](Walk& w) { w.readToken(); },
+    [](Walk& w) { w.takeDelimited(); },
+    [](Walk& w) { w.resize(); },
+};
+
+TEST(CharString, StaysWithItsModelOnRandomWalks) {
+    const char* const given = std::getenv("ZOR_SEED");
+    const std::uint64_t seed = given ? std::strtoull(given, nullptr, 10) : std::random_device()();
+    SCOPED_TRACE("ZOR_SEED=" + std::to_string(seed));
+    for (std::uint64_t walk = 0; walk < 4'000 && !HasFatalFailure(); ++walk) {
+        Walk w(seed + walk);
+        for (int step = 0; step < 50 && !HasFatalFailure(); ++step) {
+            w.draw();
+            kSteps[w.pick(std::size(kSteps))](w);
+            w.check();
         }
     }
-    static_assert(std::is_same_v<decltype(CharString() == ""), short>);
 }
 
-TEST(CharString, SearchesAndCutsInsideItsText) {
-    const CharString s("hello");
-    const struct {
-        CharString cut;
-        const char* expected;
-    } cases[] = {
-        {s.rightFrom(-3), "hello"},  {s.rightFrom(2), "llo"},
-        {s.rightFrom(5), ""},        {s.rightFrom(kIntMax), ""},
-        {s.leftTo(-1), "hello"},     {s.leftTo(0), ""},
-        {s.leftTo(2), "he"},         {s.leftTo(kIntMax), "hello"},
-        {s.subRange(2, 2), ""},      {s.subRange(2, 1), "llo"},
-        {s.subRange(1, 3), "el"},    {s.subRange(kIntMin, kIntMax), "hello"},
-        {s.subRange(9, 10), ""},     {s.subRange(0, kIntMin), "hello"},
-        {s.fromChar('l'), "llo"},    {s.fromChar('z'), "hello"},
-        {s.afterChar('l'), "lo"},    {s.afterChar('z'), "hello"},
-        {s.beforeChar('l'), "he"},   {s.beforeChar('z'), "hello"},
-        {s.throughChar('l'), "hel"}, {s.throughChar('z'), ""},
-    };
-    for (const auto& c : cases)
-        EXPECT_EQ(bytes(c.cut), c.expected);
-    EXPECT_EQ(s.find('l', -5), 2);
-    EXPECT_EQ(s.find("l", 3), 3);
-    EXPECT_EQ(s.find("lo", 4), -1);
-    EXPECT_EQ(s.find("", 5), 5);
-    EXPECT_EQ(s.find("", 6), -1);
-    EXPECT_EQ(s.contains("ell") + s.contains(CharString("z")), 1);
+TEST(CharString, RefusesTokensThatABarePointerCantHold) {
+    for (const int length : {255, 256}) {
+        char room[256] = "", *bare = room;
+        EXPECT_EQ((CharString().padTo('w', length) >> bare).good(), length == 255);
+        EXPECT_EQ(std::strlen(room), length == 255 ? 255U : 0U);
+    }
+    CharString levels;
+    for (int i = 0; i < 200'000; ++i)
+        levels << "\" ";
+    char nothing[8] = "kept";
+    levels >> nothing;
+    EXPECT_STREQ(nothing, "") << "each level gives its blank for its closing quote";
+}
+
+TEST(CharString, TakesTheTextBetweenTwoBytes) {
+    const std::tuple<const char*, const char*, const char*> cases[] = {
+        {"x(y)z", "y\0\0\0!", "z"}, {"()", "\0\0\0\0!", ""}, {"(abcde)g", "abcd!", "g"},
+        {")(a)", "\0###!", ")(a)"}, {"(a", "\0###!", "(a"},  {"a)", "\0###!", "a)"}};
+    for (const auto& [text, expected, rest] : cases) {
+        char piece[] = "####!";
+        CharString s(text);
+        s.getBetween(piece, 4, '(', ')');
+        EXPECT_EQ(std::memcmp(piece, expected, 5), 0) << text;
+        EXPECT_EQ(s.good(), piece[1] != '#') << text;
+        EXPECT_EQ(bytes(s.getBetween(nullptr, 0, '(', '(')), rest);
+    }
+}
+
+TEST(CharString, SplitsIntoAtMost32767Pieces) {
+    CharString many;
+    for (int i = 0; i < 40'000; ++i)
+        many << i << ',';
+    short count = 0;
+    const std::unique_ptr<CharString[]> pieces(many.split(count, ','));
+    ASSERT_EQ(count, 32'767);
+    EXPECT_EQ(pieces[32'766] == "32766", 1) << "the rest is dropped, not joined to the last";
+}
+
+TEST(CharString, ChangesInPlace) {
+    CharString s("a.b.c a..b");
+    s.replaceText(".", " 50", 50);
+    EXPECT_EQ(bytes(s), "a 50b 50c a 50.b") << "one byte behind each replacement is passed over";
+    s.replaceText("50", "", 2);
+    s.replaceText("", "-", 2);
+    EXPECT_EQ(bytes(s), "-a- b c a 50.b");
+    s = "aZ`{@[\xe9\xc9";
+    s.toUpper();
+    EXPECT_EQ(bytes(s), "AZ`{@[\xe9\xc9");
+    s.toLower();
+    EXPECT_EQ(bytes(s), "az`{@[\xe9\xc9");
+    s = " a\t \nb ";
+    s << '\0' << "c";
+    s.removeBlanks();
+    EXPECT_EQ(bytes(s), "a\nb");
+    s << static_cast<const char*>(nullptr) << -FLT_MAX;
+    EXPECT_EQ(bytes(s), "a\nb-340282346638528859811704183484516925440.000000");
+    s = '\0';
+    EXPECT_EQ((s == CharString(s)) + (s > "") + s.length(), 3);
+}
+
+TEST(CharString, ReadsAFileUpToItsFirstNul) {
+    const std::string path = testing::TempDir() + "charstr_file", folder = testing::TempDir();
+    setTraceSink([](const char* line) { traced += line; });
+    std::ofstream(path) << std::string("a\r\n\xff\n\0rest", 10);
+    EXPECT_EQ(bytes(CharString(path.c_str(), "r")), "a\r\n\xff\n");
+    EXPECT_EQ(CharString(path.c_str(), "r").good(), 1);
+    EXPECT_EQ(CharString(path.c_str(), "no mode").good(), 0);
+    EXPECT_EQ(CharString(nullptr, "r").good(), 0);
+    EXPECT_EQ(CharString(folder.c_str(), "r").length(), 0);
+    EXPECT_EQ(CharString(path.c_str(), "w+").good(), 0) << "now it is empty";
+    EXPECT_EQ(traced, "");
+    std::remove(path.c_str());
+    EXPECT_EQ(CharString(path.c_str(), "r").good(), 0);
+    EXPECT_THAT(traced, testing::HasSubstr("KEL LibUtil: Charstring couldnt read file  " + path));
+}
+
+TEST(CharString, ReportsAByteOutsideTheText) {
+    CharString s("a\xe9");
+    EXPECT_EQ(s.getChar(1) + CharString(80, 80).getChar(0), 0xe9U);
+    setTraceSink([](const char* line) { traced += line; });
+    traced = "";
+    s.setChar(1, '\0');
+    EXPECT_EQ(traced, "");
+    CharString().setChar(0, 'x');
+    EXPECT_THAT(traced, testing::HasSubstr("out of bounds 0"));
+    s.setChar(2, '\xff');
+    EXPECT_THAT(traced, testing::HasSubstr("KEL CharString setChar out of bounds 2 a 255"));
+    EXPECT_EQ(bytes(s), std::string("a\0", 2));
+    EXPECT_DEATH(s.getChar(2),
+                 "<.i==0 && len==0. .. .i>=0 && i< .int.len.> failed:\n.*i_charstr\"");
+}
+
+TEST(CharString, WritesAndReadsFlatXml) {
+    CharString written;
+    written.xmlOpen("r").xmlLeaf("a", "1 & 2").xmlLeaf("n", -5).xmlLeaf(nullptr, 0L).xmlClose("r");
+    EXPECT_EQ(bytes(written), "<r><a>1 & 2</a><n>-5</n><>0</></r>");
+    const std::pair<const char*, const char*> cases[] = {
+        {"<x id=\"7\"/>tail", "11[ id=\"7\"/>] 0[?] 1[7] 1"},
+        {"<x>body</x><x/><x a=\"\"></x>", "11[>body</x>] 1[body] 0[?] 3"},
+        {"<xs>1</xs> <x>2</x>", "19[s>1</xs> <x>2</x>] 1[1</xs> <x>2] 0[?] 1"},
+        {"<x><x>in</x>out</x>", "12[><x>in</x>] 1[<x>in] 0[?] 1"},
+        {"<x/><x kid=\"\">", "4[/>] 0[?] 1[] 1"},
+        {"<x>open</x", "0[?] 0[?] 0[?] 0"},
+        {"<x id=\"7", "0[?] 0[?] 0[?] 0"}};
+    for (const auto& [text, expected] : cases) {
+        const CharString s(text);
+        CharString element("?"), content("?"), attribute("?"), result;
+        result << s.xmlElement("x", &element, 0) << '[' << element << "] ";
+        result << s.xmlContent("x", &content, 0) << '[' << content << "] ";
+        result << s.xmlAttribute("id", &attribute, 0) << '[' << attribute << "] ";
+        EXPECT_EQ(bytes(result << s.xmlCount("x")), expected) << text;
+        EXPECT_EQ(s.xmlElement("x", &element, s.length()), 0);
+    }
 }
 
 }  // namespace
