@@ -1,26 +1,114 @@
 #pragma once
+// The lock layer: it stands under every Mutex and searches for a dead-lock on every take.
+//
+// Beside the system's mutexes it keeps a picture of the process: which thread owns which lock, and
+// which thread waits for which lock and so for which other thread. An attempt on a lock that
+// another thread owns follows that picture from the owner. If the chain comes back to the thread
+// that asks, this thread is about to close a dead-lock, and says so before it blocks.
+//
+// A thread, in its DlThread:
+//
+//   state    | waiting_mutex | waiting_thread
+//   ---------+---------------+---------------
+//   no wait  | null          | null
+//   attempt  | set           | null
+//   waiting  | set           | set
+//
+//   from               | event                                  | to
+//   -------------------+----------------------------------------+----------------------------------
+//   no wait            | dlMutexLock on a lock that it owns     | no wait
+//   no wait            | dlMutexLock on a free lock             | attempt
+//   no wait            | dlMutexLock on another thread's lock   | waiting, after the search
+//   attempt            | another thread takes the lock first    | waiting
+//   waiting            | the owner gives the lock up            | attempt
+//   waiting            | another thread becomes the owner       | waiting, for that thread
+//   attempt or waiting | the real lock is obtained              | no wait, the thread owns the lock
+//   attempt or waiting | the real lock call fails               | no wait
+//
+// A lock is free (owner null, count 0) or owned (count 1 or more, in its owner's owned list).
+//
+// On a take the real lock comes first and the tables follow; on a release the tables come first and
+// the real lock follows. So the tables may lag behind a new owner, but they never name an owner
+// that has already given the lock up.
+//
+// Any thread may call any operation, also before `main`. This is the lowest layer: it uses no
+// Mutex, no trace and no CharString. Its one lock is dlTableLock, a bare pthread mutex, the
+// innermost lock of the process, never held across a wait for a real lock. The system's try-lock is
+// used nowhere. docs/dead-lock-detector.md tells how to read a report.
 
 #include <pthread.h>
 
+#include <atomic>
 #include <cstdint>
 
 struct DlThread;
 
+/// One lock. The record stands inside its user (a Mutex) and isn't copied or moved. Guarded by
+/// dlTableLock, except `real_lock`; `owner` and `count` are also read by the owner itself without
+/// it, since nobody else changes them while it is the owner.
 struct DlMutex {
-    DlMutex* next_owned;
-    DlMutex* previous_owned;
-    DlThread* owner;
-    const char* name;
-    std::int32_t count;
+    DlMutex* next_owned;           ///< next in the owner's owned list; null at the end
+    DlMutex* previous_owned;       ///< previous in that list; null at the head
+    std::atomic<DlThread*> owner;  ///< null when free
+    const char* name;              ///< not copied: must outlive the record
+    std::int32_t count;            ///< how many times the owner holds it
     pthread_mutex_t real_lock;
+    DlThread* first_attempt;  ///< the threads in an attempt on this lock
 };
 
+constexpr int kDlStackRoom = 10;  ///< code addresses kept of an attempt
+
+/// One thread that ever called a lock operation. Records are malloc'd and never freed; a later
+/// thread with the same pthread_self takes the record over. Guarded by dlTableLock.
+struct DlThread {
+    DlThread* next;            ///< in dlThreadList
+    pthread_t id;              ///< pthread_self of the thread
+    DlMutex* owned;            ///< the locks it owns, the most recent first
+    DlMutex* waiting_mutex;    ///< the lock that it tries to get; null outside an attempt
+    DlThread* waiting_thread;  ///< the owner of that lock as far as known; null while it is free
+    void* call_stack[kDlStackRoom];  ///< of the last attempt; null-ended if shorter
+    DlThread* next_attempt;          ///< in the list of `waiting_mutex`
+    DlThread* previous_attempt;      ///< in that list; null at the head
+};
+
+/// Head of the list of all thread records, the newest first; it only grows.
+extern DlThread* dlThreadList;
+
+/// Guards every field of both records except the real lock. Constant-initialised, so locks work
+/// before `main`.
+extern pthread_mutex_t dlTableLock;
+
+/// A `printf`-shaped function for all text of this layer. Runs with dlTableLock held.
 using DlPrintFunction = int (*)(const char* format, ...);
+/// Gets the text "DeadLock" after a report, on the reporting thread, with no lock of this layer
+/// held: it may trace and may take any Mutex.
 using DlFatalFunction = void (*)(const char* text);
 
+/// Makes `m` a free lock around a new system mutex with `attribute`. Result of pthread_mutex_init.
 int dlMutexInit(DlMutex* m, const pthread_mutexattr_t* attribute, const char* name);
+
+/// Takes `m`, after the search for a dead-lock if another thread owns it. Gives the result of
+/// pthread_mutex_lock: 0 when held, else nothing has changed.
+///
+/// If the fatal function returns, the attempt reports no more and waits for the real lock, in a
+/// true dead-lock for ever. The search takes at most as many steps as there are thread records, so
+/// it also ends when it meets an older dead-lock of other threads.
 int dlMutexLock(DlMutex* m);
+
+/// Takes `m` like dlMutexLock and *waits* like it: not a test. It leaves no trace while it waits,
+/// so a dead-lock through it isn't seen.
 int dlMutexTryLock(DlMutex* m);
+
+/// Gives one hold of `m` back, in any order with other locks. Gives the result of
+/// pthread_mutex_unlock. For a caller that isn't the owner it writes
+/// "Unlock Mutex (%s) not from the owner\n", changes no table, and the system gives its error.
 int dlMutexUnlock(DlMutex* m);
+
+/// Ends `m`; gives the result of pthread_mutex_destroy. A held lock is told by
+/// "pthread_mutex_destroy with one owner for mutex (%s)\n" and leaves its owner's list first.
 int dlMutexDestroy(DlMutex* m);
+
+/// Makes dlTableLock anew as a recursive mutex, so that a print function may take a Mutex, and sets
+/// the two functions; null selects the default (`printf`, and a fatal function that writes its text
+/// and a line end through the print function). Call it before any other thread uses a lock.
 void dlInit(DlPrintFunction print, DlFatalFunction fatal);
