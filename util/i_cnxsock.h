@@ -4,3 +4,4 @@
 
 #include "util/i_cnxsock_buffer.h"
 #include "util/i_cnxsock_connection.h"
+#include "util/i_cnxsock_host.h"

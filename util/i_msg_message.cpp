@@ -1,0 +1,40 @@
+#include "util/i_msg_message.h"
+
+#include <algorithm>
+#include <cstring>
+
+std::atomic<std::int32_t> message_alive{0};
+
+Message::Message(std::int32_t asked)
+    : elem_list(t_message),
+      body(asked > 0 ? new char[static_cast<std::size_t>(asked) + 1]() : nullptr),
+      size(asked) {
+    msgCountAdd(message_alive, 1);
+}
+
+Message::~Message() {
+    msgCountAdd(message_alive, -1);
+    delete[] body;
+}
+
+Message* Message::Clone() const {
+    auto* copy = new Message(size);
+    copy->header = header;
+    const std::int32_t length = std::min(bodyLength(), size);
+    if (length > 0) std::memcpy(copy->body, body, static_cast<std::size_t>(length));
+    return copy;
+}
+
+MsgToSend* Message::ToSend() const {
+    return MakeToSend(header, body);
+}
+
+// The capacity is held above -1 for setLg to be what refuses a negative length.
+MsgToSend* MakeToSend(const MsgHeader& header, const char* body) {
+    const std::int32_t length = header.lg();
+    auto* frame = new MsgToSend(static_cast<std::uint32_t>(std::max(length, 0)), nullptr);
+    frame->setLg(length);
+    frame->setHeader(header);
+    if (body) std::memcpy(frame->body(), body, static_cast<std::size_t>(length));
+    return frame;
+}
