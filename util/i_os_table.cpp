@@ -69,8 +69,7 @@ Slot* takeOwnSlot() {
 
 SlotSemaphore* makeSemaphore() {
     auto* made = new SlotSemaphore{nullptr, 1};
-    made->semaphore = new sem_t;
-    sem_init(made->semaphore, 0, 0);
+    semInit(&made->semaphore, 0);
     return made;
 }
 
@@ -80,8 +79,7 @@ void giveBack(SlotSemaphore* shared) {
         const TableHold hold(table_lock);
         if (--shared->users > 0) return;
     }
-    sem_destroy(shared->semaphore);
-    delete shared->semaphore;
+    semDestroy(shared->semaphore);
     delete shared;
 }
 
@@ -175,14 +173,14 @@ void setThreadWaitNote(const char* file, int line) {
 
 short threadSuspend(std::uint32_t id) {
     SlotSemaphore* const shared = borrowSemaphore(id);
-    if (shared) sem_wait(shared->semaphore);
+    if (shared) semLock(shared->semaphore, -1);
     giveBack(shared);
     return 0;
 }
 
 short threadResume(std::uint32_t id) {
     SlotSemaphore* const shared = borrowSemaphore(id);
-    if (shared) sem_post(shared->semaphore);
+    if (shared) semUnLock(shared->semaphore);
     giveBack(shared);
     return 0;
 }

@@ -14,27 +14,17 @@
 
 namespace {
 
-int init_result = 0;               // what pthread_attr_init answers
 int size_result = 0;               // what pthread_attr_setstacksize answers
 std::size_t forced_size = 0;       // the stack size that it sets instead of the one asked for
 std::vector<std::string> reports;  // of ErrorIpc
 
-template <typename Function>
-Function systemCall(const char* name) {
-    return reinterpret_cast<Function>(dlsym(RTLD_NEXT, name));
-}
-
 }  // namespace
 
-// These stand before the C library's, so that a test can let them fail.
-extern "C" int pthread_attr_init(pthread_attr_t* attribute) noexcept {
-    systemCall<int (*)(pthread_attr_t*)>("pthread_attr_init")(attribute);
-    return init_result;
-}
+// Stands before the C library's, so that a test can let it fail or ask for too much.
 extern "C" int pthread_attr_setstacksize(pthread_attr_t* attribute, std::size_t size) noexcept {
-    if (size_result != 0) return size_result;
-    return systemCall<int (*)(pthread_attr_t*, std::size_t)>("pthread_attr_setstacksize")(
-        attribute, forced_size ? forced_size : size);
+    using Function = int (*)(pthread_attr_t*, std::size_t);
+    static const auto real = reinterpret_cast<Function>(dlsym(RTLD_NEXT, __func__));
+    return size_result != 0 ? size_result : real(attribute, forced_size ? forced_size : size);
 }
 
 namespace {
@@ -74,14 +64,12 @@ TEST(Thread, FailedCallsAreReportedAndOnlyTheStartItselfIsFatalToTheThread) {
                          const char* code) {
         reports.push_back(std::to_string(number) + " " + module + " " + operation + " " + code);
     };
-    init_result = ENOMEM;
     size_result = EINVAL;
     Seen seen;
     EXPECT_NE(threadCreate("odd", look, 0, 0, &seen, 0), 0U);
     seen.ready.wait(false);
-    EXPECT_THAT(reports, ElementsAre("11 i_os threadInit 12", "11 i_os threadSetStacksize 22"));
+    EXPECT_THAT(reports, ElementsAre("11 i_os threadSetStacksize 22"));
 
-    init_result = 0;
     size_result = 0;
     forced_size = SIZE_MAX - (std::size_t{1} << 26) + 1;  // no machine has such a stack
     reports.clear();
