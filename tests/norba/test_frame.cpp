@@ -4,6 +4,7 @@
 #include <string>
 
 #include "norba/i_msg.h"
+#include "util/i_os.h"
 
 namespace {
 
@@ -20,20 +21,108 @@ const std::string kJoinFrame =
     std::string(104, '\0');
 
 TEST(FrameTest, PutsTheHeaderOnTheWireByteForByte) {
-    MsgToSend frame(0);
+    MsgToSend frame(6);
     frame.setType(10);
     frame.setOp(6);
     EXPECT_EQ(std::string(frame.buffer() + 4, 2), "\xFF\xFF") << "stale until Serialise";
-    frame.setKelId(-1);
     frame.Serialise();
     EXPECT_EQ(image(frame), kJoinFrame);
 
-    frame.setType(8);
+    std::memcpy(frame.body(), "help\n", 6);
     frame.setOp(5);
+    frame.setLg(6);
+    frame.setKelId(-2);
+    EXPECT_EQ(std::string(frame.buffer() + 4, 2), "\xFF\xFF") << "stale again";
     frame.Serialise();
-    std::string ping = kJoinFrame;
-    ping[4] = 8;
-    ping[6] = 5;
-    EXPECT_EQ(image(frame), ping);
+    std::string line = kJoinFrame + "help\n\0"s;
+    line[6] = 5;
+    line[8] = 6;
+    line[18] = '\xFE';
+    EXPECT_EQ(image(frame), line);
 }
+
+TEST(FrameTest, ReadsEveryFieldFromTheWireAndWritesItBack) {
+    std::string wire =
+        "\x88\x44\x22\x11\x01\x02\x03\x04\x05\x06\x07\x08\x09\x0A\x0B\x0C\x0D\x0E"
+        "\x0F\x10\x11\x12\x13\x14\x15\x16\x17\x98"s;
+    wire += std::string("a text").append(98, '\0');
+    MsgHeader header;
+    std::memcpy(header.wire(), wire.data(), wire.size());
+    EXPECT_EQ(MsgHeader::versionOf(header.wire()), static_cast<std::int16_t>(0x9817));
+    ASSERT_EQ(header.ReadHeader(), 1);
+    EXPECT_EQ(header.type(), 0x0201);
+    EXPECT_EQ(header.op(), 0x0403);
+    EXPECT_EQ(header.lg(), 0x08070605);
+    EXPECT_EQ(header.kelId(), 0x100F);
+    EXPECT_EQ(header.pair().first, 0x1211);
+    EXPECT_EQ(header.pair().second, 0x1413);
+    EXPECT_EQ(header.version(), static_cast<std::int16_t>(0x9817));
+    EXPECT_STREQ(header.text(), "a text");
+
+    char written[MsgHeader::kSize] = {};
+    char* cursor = written;
+    header.WriteHeader(&cursor);
+    EXPECT_EQ(cursor - written, 35) << "text goes out up to its terminator";
+    EXPECT_EQ(std::string(written, sizeof written), wire);
+}
+
+TEST(FrameTest, CutsATextWithoutEndAndTellsAWrongMarker) {
+    MsgHeader header;
+    std::memcpy(header.wire(), (kJoinFrame.substr(0, 28) + std::string(104, 't')).data(), 132);
+    EXPECT_EQ(header.ReadHeader(), 1);
+    EXPECT_EQ(header.text(), std::string(103, 't'));
+    EXPECT_EQ(header.op(), 6);
+    std::memcpy(header.wire(), (std::string(1, '\x89') + kJoinFrame.substr(1)).data(), 132);
+    EXPECT_EQ(header.ReadHeader(), 0);
+    EXPECT_EQ(header.op(), 6) << "decoded all the same";
+}
+
+TEST(FrameTest, KeepsTheTailOfALongerTextInTheImage) {
+    MsgHeader header;
+    header.setText(std::string(200, 'x').c_str());
+    EXPECT_EQ(header.text(), std::string(103, 'x'));
+    header = MsgHeader();
+    header.setText("long text");
+    header.setText("sh\0");
+    EXPECT_STREQ(header.text(), "shng text");
+
+    char tail[] = "one\0behind";
+    MsgHeader behind;
+    std::memcpy(behind.wire() + 28, tail, sizeof tail);
+    MsgToSend frame(0);
+    std::memset(frame.buffer(), '?', 132);
+    frame.setHeader(behind);
+    frame.Serialise();
+    EXPECT_EQ(image(frame).substr(28), std::string(tail, sizeof tail).append(93, '\0'));
+}
+
+TEST(FrameTest, CountsFramesUnderTheGuard) {
+    Mutex* guard = nullptr;
+    mutexInit(&guard, "count");
+    msg_count_guard = guard;
+    const std::int32_t made = msg_to_send_made, alive = msg_to_send_alive;
+    {
+        MsgToSend own(10), given(0, new char[132]);
+        EXPECT_EQ(own.size(), 142u);
+        EXPECT_EQ(own.id_type, -14);
+        EXPECT_EQ(msg_to_send_alive, alive + 2);
+    }
+    EXPECT_EQ(msg_to_send_made, made + 2);
+    EXPECT_EQ(msg_to_send_alive, alive);
+    msg_count_guard = nullptr;
+    mutexDestroy(guard);
+}
+
+TEST(FrameDeathTest, EndsOnFaultsOfTheCaller) {
+    MsgHeader header;
+    header.setOp(1);
+    header.setOp(32766);
+    for (const std::int16_t op : {0, 32767, -1})
+        EXPECT_DEATH(header.setOp(op),
+                     "<op >= NUM_OP_MIN && op <= NUM_OP_MAX> failed:\n"
+                     "file \"norba/i_msg\", line");
+    EXPECT_DEATH(header.setLg(-1), "Assertion <lg >= 0> failed:\nfile \"norba/i_msg\", line");
+    EXPECT_DEATH(MsgToSend(0xFFFFFFFF), "<pt_char != NULL> failed:\nfile \"norba/i_msg\"");
+}
+
 }  // namespace
