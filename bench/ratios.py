@@ -10,7 +10,7 @@ import os
 import subprocess
 import sys
 
-REPETITIONS = 3 if os.environ.get("BENCH_QUICK") else 7
+REPETITIONS = 3 if os.environ.get("BENCH_QUICK") else 5
 OPERATORS = {"<=": lambda a, b: a <= b, ">=": lambda a, b: a >= b}
 
 
