@@ -7,6 +7,9 @@
 #   powerpc     the same tests on 32-bit big-endian PowerPC, under emulation
 #   tidy        clang-tidy without a finding
 #   consumer    a small program builds and runs against the installed package
+#   wireshark   the dissector shows the fields of hand-made captures
+#   recipes     what docs/recipes.md tells works
+#   docs        the API reference builds without a warning
 set -euo pipefail
 . "$(dirname "$0")/lib.sh"
 
@@ -64,7 +67,20 @@ check_consumer() {
     tests/package/try_package.sh
 }
 
-[ $# -gt 0 ] || set -- format asan fuzz tsan powerpc tidy consumer
+check_wireshark() {
+    need tshark python3
+    python3 tests/wireshark/try_dissector.py
+}
+
+check_recipes() {
+    tests/recipes/try_recipes.sh
+}
+
+check_docs() {
+    scripts/docs.sh
+}
+
+[ $# -gt 0 ] || set -- format asan fuzz tsan powerpc tidy consumer wireshark recipes docs
 for step in "$@"; do
     declare -F "check_$step" >/dev/null || { echo "no such step: $step (see the head of $0)" >&2; exit 2; }
 done
