@@ -11,6 +11,7 @@
 namespace {
 
 using testing::ElementsAre;
+using namespace std::string_literals;
 
 TEST(MsgStream, WritesLowByteFirstAndMovesTheCursor) {
     std::array<unsigned char, 18> area{};
@@ -41,60 +42,48 @@ TEST(MsgStream, ReadsIntegersFromCharactersWithTheirSign) {
     EXPECT_EQ(cursor, area + 10);
 }
 
-TEST(MsgStream, IntegerThatTheLimitCutsChangesNothing) {
-    unsigned char area[8] = {1, 2, 3, 4, 5, 6, 7, 8};
+/// Whether a reader takes its value just when all `bytes` of it lie before the limit.
+template <typename Value, typename Read>
+void expectLimitHeld(Read read, int bytes) {
+    unsigned char area[8] = {1, 1, 1, 1, 1, 1, 1, 1};
     for (int left = -2; left <= 5; ++left) {
-        unsigned char* const start = area + 2;
-        unsigned char *c2 = start, *c4 = start, *cu = start;
-        std::int16_t s = 77;
-        std::int32_t l = 77;
-        std::uint32_t u = 77;
-        EXPECT_EQ(GetShort(&s, &c2, start + left), left >= 2) << left;
-        EXPECT_EQ(GetLong(&l, &c4, start + left), left >= 4) << left;
-        EXPECT_EQ(GetULong(&u, &cu, start + left), left >= 4) << left;
-        EXPECT_EQ(s, left >= 2 ? 0x0403 : 77);
-        EXPECT_EQ(l, left >= 4 ? 0x06050403 : 77);
-        EXPECT_EQ(u, left >= 4 ? 0x06050403u : 77u);
-        EXPECT_EQ(c2 - start, left >= 2 ? 2 : 0);
-        EXPECT_EQ(c4 - start, left >= 4 ? 4 : 0);
-        EXPECT_EQ(cu - start, left >= 4 ? 4 : 0);
+        SCOPED_TRACE(left);
+        unsigned char* cursor = area + 2;
+        Value value = 77;
+        EXPECT_EQ(read(&value, &cursor, area + 2 + left), left >= bytes);
+        EXPECT_EQ(value == 77, left < bytes);
+        EXPECT_EQ(cursor - area, left >= bytes ? 2 + bytes : 2);
     }
     unsigned char* none = nullptr;
-    std::int16_t s = 77;
-    char text[2] = "x";
-    EXPECT_EQ(GetShort(&s, &none, nullptr), 0);
-    EXPECT_EQ(GetText(text, &none, 2, nullptr), 0);
-    EXPECT_EQ(s, 77);
-    EXPECT_STREQ(text, "x");
+    Value value = 77;
+    EXPECT_EQ(read(&value, &none, nullptr), 0);
+    EXPECT_EQ(value, static_cast<Value>(77));
 }
 
-struct TextCase {
-    int size;      // of the reader's text
-    int readable;  // bytes before the limit, -1 for no limit
-    short result;
-    int moved;
-    std::string stored;  // the reader's whole area, filled with '.' before
-};
+TEST(MsgStream, IntegerThatTheLimitCutsChangesNothing) {
+    expectLimitHeld<std::int16_t>(GetShort<unsigned char>, 2);
+    expectLimitHeld<std::int32_t>(GetLong<unsigned char>, 4);
+    expectLimitHeld<std::uint32_t>(GetULong<unsigned char>, 4);
+}
 
 TEST(MsgStream, TextIsCutToItsRoomAndConsumedToItsEnd) {
-    using namespace std::string_literals;
-    const TextCase cases[] = {
-        {4, -1, 1, 7, "abc\0...."s}, {4, 7, 1, 7, "abc\0...."s}, {7, 7, 1, 7, "abcdef\0."s},
-        {8, 7, 1, 7, "abcdef\0\0"s}, {8, 6, 0, 6, "abcdef.\0"s}, {2, 6, 0, 6, "a\0......"s},
-        {3, 0, 0, 0, "..\0....."s},  {1, 1, 0, 1, "\0......."s}, {0, 7, 1, 7, "........"s},
-        {-5, 3, 0, 3, "........"s},
-    };
-    for (const TextCase& c : cases) {
+    const struct {
+        int size;      // of the reader's text
+        int readable;  // bytes before the limit
+        short result;
+        std::string stored;  // the reader's whole area, filled with '.' before
+    } kCases[] = {{4, 7, 1, "abc\0...."s}, {7, 7, 1, "abcdef\0."s}, {8, 7, 1, "abcdef\0\0"s},
+                  {8, 6, 0, "abcdef.\0"s}, {2, 6, 0, "a\0......"s}, {3, 0, 0, "..\0....."s},
+                  {0, 7, 1, "........"s},  {-5, 3, 0, "........"s}};
+    for (const auto& c : kCases) {
         SCOPED_TRACE(testing::Message() << "size " << c.size << ", readable " << c.readable);
         // An array of just that length, so that a sanitizer sees a read at the limit.
-        const int length = c.readable < 0 ? 7 : c.readable;
-        const std::unique_ptr<char[]> wire(new char[length]);
-        std::copy_n("abcdef", length, wire.get());
+        const std::unique_ptr<char[]> wire(new char[static_cast<unsigned>(c.readable)]);
+        std::copy_n("abcdef", c.readable, wire.get());
         std::string out(8, '.');
-        const char* cursor = wire.get();
-        const char* limit = c.readable < 0 ? nullptr : wire.get() + length;
-        EXPECT_EQ(GetText(out.data(), &cursor, c.size, limit), c.result);
-        EXPECT_EQ(cursor - wire.get(), c.moved);
+        char* cursor = wire.get();
+        EXPECT_EQ(GetText(out.data(), &cursor, c.size, wire.get() + c.readable), c.result);
+        EXPECT_EQ(cursor - wire.get(), c.readable);
         EXPECT_EQ(out, c.stored);
     }
 }

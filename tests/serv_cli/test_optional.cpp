@@ -1,0 +1,106 @@
+#include <gmock/gmock.h>
+
+#include <memory>
+
+#include "serv_cli/i_tools_optional.h"
+#include "support/captured_trace.h"
+#include "util/i_charstr.h"
+#include "util/i_msg_stream.h"
+
+namespace {
+
+using namespace std::string_literals;
+
+TEST(Optional, WireFormHasAPresenceByteInFront) {
+    char area[32];
+    char* cursor = area;
+    const CharString word("on");
+    PutByte(0xFE, &cursor);
+    for (const char* text : {static_cast<const char*>(nullptr), "", "a"})
+        PutOptText(text, &cursor);
+    for (const CharString* text : {static_cast<const CharString*>(nullptr), &word})
+        PutOptCharString(text, &cursor);
+    for (const int value : {-1, 0x1FFFF, 0, -2})  // the second has the low 16 bits of the first
+        PutOptShort(value, &cursor);
+    EXPECT_EQ(std::string(area, cursor), "\xFE\0\1\0\1a\0\0\1on\0\0\0\1\0\0\1\xFE\xFF"s);
+    EXPECT_EQ(OptTextSize(nullptr) + OptCharStringSize(nullptr), 2);
+    EXPECT_EQ(OptTextSize(""), 2);
+    EXPECT_EQ(OptCharStringSize(&word), 4);
+}
+
+TEST(Optional, TextIsCutAtItsLimitAndAnyPresenceCounts) {
+    const std::tuple<std::string, const char*, int> kCases[] = {
+        {"", nullptr, 0},      {"\0tail"s, nullptr, 1}, {"\1\0"s, "", 2},
+        {"\2ab\0c"s, "ab", 4}, {"\1abc", "abc", 4},     {"\xFF", "", 1}};
+    for (const auto& [wire, expected, moved] : kCases) {
+        // An array of just that length, so that a sanitizer sees a step beyond.
+        const std::unique_ptr<char[]> area(new char[wire.size()]);
+        std::copy(wire.begin(), wire.end(), area.get());
+        char *cursor = area.get(), *text = nullptr;
+        GetOptText(&text, &cursor, area.get() + wire.size());
+        const std::unique_ptr<char[]> owner(text);
+        EXPECT_STREQ(text, expected);
+        EXPECT_EQ(cursor - area.get(), moved);
+    }
+    for (const auto& [size, expected] : {std::pair{4, "abc"}, {7, "abcdef"}, {-3, ""}}) {
+        char wire[] = "\1abcdef";
+        char *cursor = wire, *text = nullptr;
+        GetOptTextSized(&text, &cursor, size);
+        const std::unique_ptr<char[]> owner(text);
+        EXPECT_STREQ(text, expected);
+        EXPECT_EQ(cursor, wire + 8);
+    }
+}
+
+TEST(Optional, OtherReadersLeaveTheirValueAbsentAtTheEndOfTheStream) {
+    char wire[] = "\5\x34\x12\0\1word\0\7";
+    char *cursor = wire, *none = nullptr;
+    std::int16_t value = 0;
+    for (const auto& [from, expected] : {std::pair{&cursor, 0x1234}, {&cursor, -1}, {&none, -1}}) {
+        GetOptShort(&value, from);
+        EXPECT_EQ(value, expected);
+    }
+    for (const char* const expected : {"word", "", static_cast<const char*>(nullptr)}) {
+        CharString* text = nullptr;
+        GetOptCharString(&text, &cursor, wire + 11);
+        const std::unique_ptr<CharString> owner(text);
+        EXPECT_STREQ(text ? text->c_str() : nullptr, expected);
+    }
+    unsigned char byte = 9;
+    EXPECT_EQ(GetByte(&byte, &cursor, wire), 0);
+    EXPECT_EQ(byte, 9);
+    cursor = wire + 5;
+    CharString whole;
+    EXPECT_EQ(GetCharString(&whole, &cursor, cursor + 1), 1);  // taken to its end, past the limit
+    EXPECT_EQ(cursor, wire + 10);
+}
+
+TEST(Optional, TraceNamesWhatIsNotUsed) {
+    CapturedTrace trace;
+    traceOptShort("agent", 7);
+    traceOptShort("agent", 0xFFFF);
+    traceOptText("cause", nullptr);
+    EXPECT_THAT(trace.lines(),
+                testing::ElementsAre("@agent 7\n", "@agent Not Used  \n", "@cause Not Used  \n"));
+}
+
+TEST(GrowingBuffer, GrowsByWhatIsAskedAndKeepsItsContent) {
+    char *base = nullptr, *cursor = nullptr;
+    std::int32_t capacity = 0;
+    ReserveText(&cursor, &base, &capacity, nullptr);
+    EXPECT_EQ(capacity, 0);
+    ReserveLong(&cursor, &base, &capacity);
+    PutLong(0x04030201, &cursor);
+    ReserveText(&cursor, &base, &capacity, "kel");
+    EXPECT_EQ(capacity, 8);
+    PutText("k", &cursor);
+    ReserveShort(&cursor, &base, &capacity, 5);  // just the two bytes that are left
+    EXPECT_EQ(capacity, 8);
+    PutShort(0x0605, &cursor);
+    GrowBuffer(&base, 7, &capacity, 3);  // from the capacity, not from what is used
+    EXPECT_EQ(std::string(base, static_cast<unsigned>(capacity)), "\1\2\3\4k\0\5\6\0\0\0"s);
+    EXPECT_DEATH(GrowBuffer(&base, 8, &capacity, INT32_MAX), "extra <= INT32_MAX - capacity");
+    delete[] base;
+}
+
+}  // namespace

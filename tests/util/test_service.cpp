@@ -1,0 +1,72 @@
+#include <gmock/gmock.h>
+#include <netinet/in.h>
+#include <netinet/tcp.h>
+#include <sys/socket.h>
+
+#include "support/captured_trace.h"
+#include "util/i_cnxsock.h"
+
+namespace {
+
+int portOf(const Connection& connection) {
+    sockaddr_in address{};
+    socklen_t length = sizeof address;
+    getsockname(connection.fd, reinterpret_cast<sockaddr*>(&address), &length);
+    return ntohs(address.sin_port);
+}
+
+int option(const Connection& connection, int level, int name) {
+    int value = -1;
+    socklen_t length = sizeof value;
+    getsockopt(connection.fd, level, name, &value, &length);
+    return value;
+}
+
+TEST(Service, TakesAClientAndReportsWhereItStands) {
+    Connection listener, client;
+    ExwConnection served;
+    char text[20] = "untouched";
+    EXPECT_EQ(listener.Accept(served, 1), 0);  // closed: no wait even where one is asked for
+    EXPECT_EQ(listener.SocketAddress(text), 0);
+    EXPECT_STREQ(text, "untouched");
+    ASSERT_EQ(listener.CreateService(0, 0, 5, 0), 1);
+    EXPECT_EQ(listener.Accept(served, 0), 0);  // nobody waits
+    ASSERT_EQ(client.ConnectService("127.0.0.1", portOf(listener) + 0x10000, 1, 0), 1);
+    ASSERT_EQ(listener.Accept(served, 1), 1);
+    EXPECT_EQ(served.Write("hello", 6), 6);
+    EXPECT_EQ(client.ReadBlock(text, 6, 30000, nullptr), 1);
+    EXPECT_STREQ(text, "hello");
+    EXPECT_EQ(served.SocketAddress(text), 1);
+    EXPECT_STREQ(text, "127.0.0.1");
+
+    client.Close();
+    CapturedTrace trace;
+    client.Print();
+    EXPECT_THAT(trace.raw(), testing::ElementsAre("Connection: fd= -1\n"));
+}
+
+TEST(Service, PortInUseLeavesTheObjectClosed) {
+    Connection first, second;
+    ASSERT_EQ(first.CreateService(0, 1, 5, 0), 1);
+    ASSERT_EQ(second.CreateService(0, 0, 5, 0), 1);  // goes, whatever comes of the next call
+    EXPECT_EQ(second.CreateService(portOf(first), 0, 5, 1), 0);
+    EXPECT_EQ(second.fd, -1);
+    EXPECT_EQ(first.CreateService(portOf(first), 1, 5, 0), 1);  // its own port is free again
+}
+
+TEST(Service, ReuseAndTuningAreSetWhenAskedForExactly) {
+    Connection plain;
+    ASSERT_EQ(plain.CreateService(0, 0, 5, 0), 1);
+    for (const short tuned : {0, 1, 2, -1}) {
+        SCOPED_TRACE(tuned);
+        Connection service;
+        ASSERT_EQ(service.CreateService(0, tuned, 5, tuned), 1);
+        EXPECT_EQ(option(service, SOL_SOCKET, SO_REUSEADDR) != 0, tuned != 0);
+        EXPECT_EQ(option(service, IPPROTO_TCP, TCP_NODELAY) != 0, tuned == 1);
+        for (const int size : {SO_RCVBUF, SO_SNDBUF})
+            EXPECT_EQ(option(service, SOL_SOCKET, size) < option(plain, SOL_SOCKET, size),
+                      tuned == 1);
+    }
+}
+
+}  // namespace
