@@ -3,10 +3,11 @@
 #include <unistd.h>
 
 #include <algorithm>
-#include <charconv>
+#include <array>
 #include <cstdio>
 #include <cstring>
 #include <memory>
+#include <type_traits>
 
 #include "util/i_assert.h"
 #include "util/i_trace.h"
@@ -31,6 +32,30 @@ const char* notNull(const char* s) {
     return s;
 }
 
+/// The two digits of each number below 100.
+constexpr auto kDigitPairs = [] {
+    std::array<char, 200> pairs{};
+    for (std::size_t i = 0; i < pairs.size(); ++i) {
+        pairs[i] = static_cast<char>('0' + (i % 2 == 0 ? i / 20 : i / 2 % 10));
+    }
+    return pairs;
+}();
+
+/// Written from the last digit on, so that nobody has to count the digits first.
+template <typename Number>
+void appendDecimal(std::string& text, Number value) {
+    char digits[kNumberRoom];
+    char* const end = digits + sizeof digits;
+    char* first = end;
+    auto rest = static_cast<std::make_unsigned_t<Number>>(value);
+    if (value < 0) rest = 0 - rest;
+    for (; rest >= 10; rest /= 100)
+        std::memcpy(first -= 2, &kDigitPairs[rest % 100 * 2], 2);
+    if (rest > 0 || first == end) *--first = static_cast<char>('0' + rest);
+    if (value < 0) *--first = '-';
+    text.append(first, static_cast<std::size_t>(end - first));
+}
+
 std::size_t fromStart(int from) {
     return from < 0 ? 0 : static_cast<std::size_t>(from);
 }
@@ -40,8 +65,6 @@ int positionOrMinusOne(std::size_t position) {
 }
 
 }  // namespace
-
-CharString::CharString(int, int) {}
 
 CharString::CharString(const char* s) : text(notNull(s)) {
     refreshed();
@@ -90,10 +113,13 @@ void CharString::operator+=(const char* s) {
     *this << notNull(s);
 }
 
-CharString& CharString::appendNumber(long value) {
-    char digits[kNumberRoom];
-    const auto written = std::to_chars(digits, digits + sizeof digits, value);
-    text.append(digits, static_cast<std::size_t>(written.ptr - digits));
+CharString& CharString::appendInt(int value) {
+    appendDecimal(text, value);
+    return refreshed();
+}
+
+CharString& CharString::appendLong(long value) {
+    appendDecimal(text, value);
     return refreshed();
 }
 

@@ -32,8 +32,10 @@
 /// The head of an XML document. The XML writers leave it to their caller.
 inline constexpr char kXmlHead[] = "<?xml version=\"1.0\" encoding=\"UTF-8\"?>\n";
 
+/// The library's string. One thread at a time per object; nothing is shared between copies.
 class CharString {
   public:
+    /// The failure bits; the table above tells who sets which.
     static constexpr std::uint16_t kFailChar = 1;
     static constexpr std::uint16_t kFailInteger = 2;
     static constexpr std::uint16_t kFailText = 8;
@@ -49,7 +51,7 @@ class CharString {
 
     /// The empty text. The numbers are the caller's guess of what it will write, in bytes; growth
     /// is left to the standard string, so they change nothing.
-    CharString(int size, int grow);
+    CharString([[maybe_unused]] int size, [[maybe_unused]] int grow) {}
 
     /// A copy of `s` up to its NUL.
     CharString(const char* s);
@@ -62,21 +64,28 @@ class CharString {
     /// file that this process may not read (or that isn't there) also writes one trace line.
     CharString(const char* path, const char* mode);
 
+    /// Releases the text. An array made by `split` goes back with `delete[]`.
     ~CharString() = default;
 
     // --- Assignment: the text only, the failure bits stay -------------------------------------
 
+    /// The other's text, with its NULs. Assignments give nothing, so they don't chain.
     void operator=(const CharString& other);
+    /// A copy of `s` up to its NUL; `s` may point into this very text.
     void operator=(const char* s);
     /// A text of exactly one byte, also when `c` is NUL.
     void operator=(char c);
 
     // --- Appending ----------------------------------------------------------------------------
 
+    /// Appends one byte. The `+=` forms give nothing; the `<<` forms give the object, for chains.
     void operator+=(char c) { *this << c; }
+    /// Appends the other's text, which may be this one.
     void operator+=(const CharString& other) { *this << other; }
+    /// Appends `s`, which unlike with `<<` must not be null.
     void operator+=(const char* s);
 
+    /// Appends the other's text, with its NULs.
     CharString& operator<<(const CharString& other) {
         text += other.text;
         return refreshed();
@@ -86,30 +95,38 @@ class CharString {
         if (s) text += s;
         return refreshed();
     }
+    /// Appends one byte, also NUL.
     CharString& operator<<(char c) {
         text += c;
         return refreshed();
     }
 
-    /// The number forms append what `snprintf` gives with "%d" (with "%ld" from `long` on). An
-    /// unsigned value prints as the signed one of the same bits, so 4,294,967,295 appends -1, and
-    /// of a `long long` only the low 32 bits count: the messages of the family have always read
-    /// so. An `unsigned char` is a number here, where a `char` is a byte. There is no form for
-    /// `double`: the caller narrows to `float`, which appends by "%f", six decimals.
-    CharString& operator<<(unsigned char value) { return appendNumber(value); }
-    CharString& operator<<(short value) { return appendNumber(value); }
-    CharString& operator<<(unsigned short value) { return appendNumber(value); }
-    CharString& operator<<(int value) { return appendNumber(value); }
-    CharString& operator<<(unsigned int value) { return appendNumber(static_cast<int>(value)); }
-    CharString& operator<<(long value) { return appendNumber(value); }
-    CharString& operator<<(unsigned long value) { return appendNumber(static_cast<long>(value)); }
-    CharString& operator<<(long long value) {
-        return appendNumber(static_cast<std::int32_t>(value));
-    }
+    // The number forms append what `snprintf` gives. An unsigned value prints as the signed one of
+    // the same bits: readers of the family's messages have always seen -1 for 4,294,967,295. There
+    // is no form for `double`: the caller narrows to `float`, and so says that digits may go.
+
+    /// "%d": the number of the byte, where the `char` form appends the byte itself.
+    CharString& operator<<(unsigned char value) { return appendInt(value); }
+    /// "%d".
+    CharString& operator<<(short value) { return appendInt(value); }
+    /// "%d": 0 to 65,535, since the value widens before it prints.
+    CharString& operator<<(unsigned short value) { return appendInt(value); }
+    /// "%d".
+    CharString& operator<<(int value) { return appendInt(value); }
+    /// "%d" of the same bits.
+    CharString& operator<<(unsigned int value) { return appendInt(static_cast<int>(value)); }
+    /// "%ld": 32 or 64 bits, as wide as the machine has it.
+    CharString& operator<<(long value) { return appendLong(value); }
+    /// "%ld" of the same bits.
+    CharString& operator<<(unsigned long value) { return appendLong(static_cast<long>(value)); }
+    /// "%ld" of the low 32 bits, taken as signed, on every machine. What may need more is a `long`.
+    CharString& operator<<(long long value) { return appendInt(static_cast<std::int32_t>(value)); }
+    /// "%f", six decimals.
     CharString& operator<<(float value);
 
     // --- Reading --------------------------------------------------------------------------------
 
+    /// The number of bytes, NULs included: one field read.
     int length() const { return static_cast<int>(len); }
     /// The text, terminated; valid until the next change of the object.
     const char* c_str() const { return text.c_str(); }
@@ -125,12 +142,20 @@ class CharString {
 
     // --- Comparison: 1 or 0, by bytes taken as unsigned, a prefix being the lesser --------------
 
+    /// Whether the texts hold the same bytes, NULs included.
     short operator==(const CharString& other) const { return text == other.text; }
+    /// 1 where `==` gives 0.
     short operator!=(const CharString& other) const { return text != other.text; }
+    /// The order of the bytes, which for ASCII is the order of the alphabet.
     short operator<(const CharString& other) const { return text < other.text; }
+    /// `other < *this`.
     short operator>(const CharString& other) const { return text > other.text; }
+    /// Not `>`.
     short operator<=(const CharString& other) const { return text <= other.text; }
+    /// Not `<`.
     short operator>=(const CharString& other) const { return text >= other.text; }
+    /// The six again with a terminated text, which ends at its NUL while this text may hold more.
+    /// The text stands on the right: the results are no `bool`, so nothing turns them round.
     short operator==(const char* s) const { return compare(s) == 0; }
     short operator!=(const char* s) const { return compare(s) != 0; }
     short operator<(const char* s) const { return compare(s) < 0; }
@@ -140,11 +165,15 @@ class CharString {
 
     // --- Searching: the first position not below `from`, counted from 0, or -1 ------------------
 
+    /// The next byte `c`, which may be NUL.
     int find(char c, int from) const;
+    /// The next place where `s` begins. An empty `s` begins everywhere, also at the end.
     int find(const char* s, int from) const;
+    /// The same for the `c_str` of `s`.
     int find(const CharString& s, int from) const { return find(s.c_str(), from); }
     /// 1 if the text occurs, else 0.
     short contains(const char* s) const { return find(s, 0) != -1; }
+    /// The same for the `c_str` of `s`.
     short contains(const CharString& s) const { return find(s, 0) != -1; }
 
     // --- Cutting: a new string; the object stays, but for `eraseRange` --------------------------
@@ -194,18 +223,22 @@ class CharString {
     }
     /// "%c": the next byte, also a blank.
     CharString& operator>>(char& c);
-    /// "%d". A `long` takes 32 bits too.
+    /// "%d".
     CharString& operator>>(int& value);
+    /// "%d": 32 bits, also where a `long` has more.
     CharString& operator>>(long& value);
     /// "%u".
     CharString& operator>>(unsigned int& value);
     /// "%f".
     CharString& operator>>(float& value);
-    /// "%d" or "%u" into a local integer, cut to the target's width. These four store nothing once
-    /// any failure bit is set, though they still take the number off the text.
+    /// "%d" into a local integer, cut to the target's width. This form and the three below store
+    /// nothing once any failure bit is set, though they still take the number off the text.
     CharString& operator>>(short& value);
+    /// "%u", a number and not a byte.
     CharString& operator>>(unsigned char& value);
+    /// "%u".
     CharString& operator>>(unsigned short& value);
+    /// "%u": 32 bits, also where an `unsigned long` has more.
     CharString& operator>>(unsigned long& value);
 
     // --- Taking apart ---------------------------------------------------------------------------
@@ -229,6 +262,7 @@ class CharString {
 
     /// ASCII letters only, whatever the locale; bytes above 127 stay.
     void toUpper();
+    /// As `toUpper`, the other way.
     void toLower();
     /// Removes every space and tab; other white space stays.
     void removeBlanks();
@@ -240,10 +274,15 @@ class CharString {
 
     // --- XML writers: nothing is escaped, indented or ended; a null text appends nothing --------
 
+    /// "<tag>value</tag>".
     CharString& xmlLeaf(const char* tag, const char* value);
+    /// The same with the value by "%ld".
     CharString& xmlLeaf(const char* tag, long value);
+    /// The same; it also tells a plain 0 from a null text.
     CharString& xmlLeaf(const char* tag, int value) { return xmlLeaf(tag, long{value}); }
+    /// "<tag>".
     CharString& xmlOpen(const char* tag);
+    /// "</tag>".
     CharString& xmlClose(const char* tag);
 
     // --- XML readers: a plain search from `start` for records of known tags ---------------------
@@ -278,7 +317,8 @@ class CharString {
     bool readFile(const char* path, const char* mode);
     int compare(const char* s) const;
     CharString slice(std::size_t pos, std::size_t n) const;
-    CharString& appendNumber(long value);
+    CharString& appendInt(int value);
+    CharString& appendLong(long value);
     CharString& fail(std::uint16_t bit);
     void eraseFront(std::size_t n);
     CharString& readToken(char* dst, std::size_t capacity);

@@ -1,7 +1,6 @@
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
-#include <cfloat>
 #include <cstdio>
 #include <cstdlib>
 #include <cstring>
@@ -10,7 +9,7 @@
 #include <random>
 #include <string>
 #include <string_view>
-#include <tuple>
+#include <type_traits>
 
 #include "util/i_charstr.h"
 #include "util/i_trace.h"
@@ -27,7 +26,7 @@ std::string bytes(const CharString& s) {
 
 /// What random texts are made of: digits, quotes and blanks in every company, and the numbers at
 /// whose size a conversion overflows on one machine or the other.
-using std::string_view_literals::operator""sv;
+using namespace std::string_view_literals;
 constexpr auto kPieces =
     "|a|B|z| |  |\"|\"a|b\"|\t|\n\v\f\r|\xe9|\xa0|,|12|-7|+|0x1f|007|1.5|1e|e+5|.|inf|nan(1)|1e400|"
     "2147483648|-2147483649|4294967296|-4294967295|9223372036854775808|-9223372036854775809|"
@@ -84,14 +83,15 @@ struct Walk {
         return n > 0;
     }
 
-    template <typename Target, typename Scanned>
-    void read(const char* format, unsigned bit, bool only_while_good = false) {
+    template <typename Target, typename Scanned = unsigned>
+    void read(const char* format, unsigned bit = 2) {
         Target target = 1, model = 1;
         Scanned value = 1;
+        const bool as_scanned = std::is_same_v<Target, Scanned> || std::is_same_v<Target, long>;
         const bool found = scan(format, &value, bit);
-        if (only_while_good ? state == 0 : found) model = static_cast<Target>(value);
+        if (as_scanned ? found : state == 0) model = static_cast<Target>(value);
         s >> target;
-        ASSERT_EQ(std::memcmp(&target, &model, sizeof model), 0) << format << ' ' << target;
+        ASSERT_EQ(std::to_string(target), std::to_string(model)) << format;
     }
 
     std::string token() {
@@ -116,7 +116,7 @@ struct Walk {
 
     /// Cuts the text up to `c` off the front of `whole`, as far as its first NUL.
     std::string cutField(std::string& whole) const {
-        const std::string field = whole.substr(0, whole.find(c)).c_str();
+        std::string field = whole.substr(0, whole.find(c)).c_str();
         whole.erase(0, std::min(whole.find(c), whole.size() - 1) + 1);
         return field;
     }
@@ -166,22 +166,19 @@ constexpr void (*kSteps[])(Walk&) = {
     [](Walk& w) { w.append<unsigned>("%d"), w.append<long>("%ld"); },
     [](Walk& w) { w.append<unsigned long>("%ld"), w.append<float>("%f"); },
     [](Walk& w) { w.read<char, char>("%c%n", 1); },
-    [](Walk& w) { w.read<int, int>("%d%n", 2), w.read<long, int>("%d%n", 2); },
-    [](Walk& w) { w.read<unsigned, unsigned>("%u%n", 2), w.read<float, float>("%f%n", 8); },
-    [](Walk& w) { w.read<short, int>("%d%n", 2, true); },
-    [](Walk& w) { w.read<unsigned char, unsigned>("%u%n", 2, true); },
-    [](Walk& w) { w.read<unsigned short, unsigned>("%u%n", 2, true); },
-    [](Walk& w) { w.read<unsigned long, unsigned>("%u%n", 2, true); },
+    [](Walk& w) { w.read<int, int>("%d%n"), w.read<long, int>("%d%n"); },
+    [](Walk& w) { w.read<unsigned>("%u%n"), w.read<float, float>("%f%n", 8); },
+    [](Walk& w) { w.read<short, int>("%d%n"), w.read<unsigned char>("%u%n"); },
+    [](Walk& w) { w.read<unsigned short>("%u%n"), w.read<unsigned long>("%u%n"); },
     [](Walk& w) { w.readToken(); },
-    [](Walk& w) { w.takeDelimited(); },
-    [](Walk& w) { w.resize(); },
+    [](Walk& w) { w.takeDelimited(), w.resize(); },
 };
 
 TEST(CharString, StaysWithItsModelOnRandomWalks) {
     const char* const given = std::getenv("ZOR_SEED");
     const std::uint64_t seed = given ? std::strtoull(given, nullptr, 10) : std::random_device()();
     SCOPED_TRACE("ZOR_SEED=" + std::to_string(seed));
-    for (std::uint64_t walk = 0; walk < 4'000 && !HasFatalFailure(); ++walk) {
+    for (std::uint64_t walk = 0; walk < 2'000 && !HasFatalFailure(); ++walk) {
         Walk w(seed + walk);
         for (int step = 0; step < 50 && !HasFatalFailure(); ++step) {
             w.draw();
@@ -198,35 +195,27 @@ TEST(CharString, RefusesTokensThatABarePointerCantHold) {
         EXPECT_EQ(std::strlen(room), length == 255 ? 255U : 0U);
     }
     CharString levels;
-    for (int i = 0; i < 200'000; ++i)
+    while (levels.length() < 400'000)
         levels << "\" ";
     char nothing[8] = "kept";
     levels >> nothing;
     EXPECT_STREQ(nothing, "") << "each level gives its blank for its closing quote";
 }
 
-TEST(CharString, TakesTheTextBetweenTwoBytes) {
-    const std::tuple<const char*, const char*, const char*> cases[] = {
-        {"x(y)z", "y\0\0\0!", "z"}, {"()", "\0\0\0\0!", ""}, {"(abcde)g", "abcd!", "g"},
-        {")(a)", "\0###!", ")(a)"}, {"(a", "\0###!", "(a"},  {"a)", "\0###!", "a)"}};
-    for (const auto& [text, expected, rest] : cases) {
-        char piece[] = "####!";
-        CharString s(text);
-        s.getBetween(piece, 4, '(', ')');
-        EXPECT_EQ(std::memcmp(piece, expected, 5), 0) << text;
-        EXPECT_EQ(s.good(), piece[1] != '#') << text;
-        EXPECT_EQ(bytes(s.getBetween(nullptr, 0, '(', '(')), rest);
-    }
-}
-
-TEST(CharString, SplitsIntoAtMost32767Pieces) {
-    CharString many;
-    for (int i = 0; i < 40'000; ++i)
-        many << i << ',';
+TEST(CharString, TakesTextApart) {
+    char piece[] = "####!";
+    CharString s("x(y)(abcde)z)(");
+    s.getBetween(piece, 4, '(', ')');
+    EXPECT_EQ(std::string_view(piece, 5), "y\0\0\0!"sv);
+    EXPECT_EQ(s.getBetween(piece, 4, '(', ')').good(), 1);
+    EXPECT_EQ(std::string_view(piece, 5), "abcd!"sv);
+    EXPECT_EQ(s.getBetween(piece, 4, '(', ')').good(), 0);
+    EXPECT_EQ(bytes(s), "z)(");
     short count = 0;
-    const std::unique_ptr<CharString[]> pieces(many.split(count, ','));
-    ASSERT_EQ(count, 32'767);
-    EXPECT_EQ(pieces[32'766] == "32766", 1) << "the rest is dropped, not joined to the last";
+    s.padTo(',', 40'000);
+    const std::unique_ptr<CharString[]> pieces(s.split(count, ','));
+    EXPECT_EQ(count, 32'767);
+    EXPECT_EQ(pieces[32'766] == "", 1) << "the rest is dropped, not joined to the last";
 }
 
 TEST(CharString, ChangesInPlace) {
@@ -236,17 +225,15 @@ TEST(CharString, ChangesInPlace) {
     s.replaceText("50", "", 2);
     s.replaceText("", "-", 2);
     EXPECT_EQ(bytes(s), "-a- b c a 50.b");
-    s = "aZ`{@[\xe9\xc9";
+    s = "aZ`{@[ \t\n\xe9\xc9";
     s.toUpper();
-    EXPECT_EQ(bytes(s), "AZ`{@[\xe9\xc9");
-    s.toLower();
-    EXPECT_EQ(bytes(s), "az`{@[\xe9\xc9");
-    s = " a\t \nb ";
-    s << '\0' << "c";
+    EXPECT_EQ(bytes(s), "AZ`{@[ \t\n\xe9\xc9");
+    (s << '\0' << "c").toLower();
     s.removeBlanks();
-    EXPECT_EQ(bytes(s), "a\nb");
-    s << static_cast<const char*>(nullptr) << -FLT_MAX;
-    EXPECT_EQ(bytes(s), "a\nb-340282346638528859811704183484516925440.000000");
+    EXPECT_EQ(bytes(s), "az`{@[\n\xe9\xc9");
+    s = "";
+    s << static_cast<const char*>(nullptr) << -3.4028235e38F;
+    EXPECT_EQ(bytes(s), "-340282346638528859811704183484516925440.000000");
     s = '\0';
     EXPECT_EQ((s == CharString(s)) + (s > "") + s.length(), 3);
 }
@@ -257,8 +244,7 @@ TEST(CharString, ReadsAFileUpToItsFirstNul) {
     std::ofstream(path) << std::string("a\r\n\xff\n\0rest", 10);
     EXPECT_EQ(bytes(CharString(path.c_str(), "r")), "a\r\n\xff\n");
     EXPECT_EQ(CharString(path.c_str(), "r").good(), 1);
-    EXPECT_EQ(CharString(path.c_str(), "no mode").good(), 0);
-    EXPECT_EQ(CharString(nullptr, "r").good(), 0);
+    EXPECT_EQ(CharString(path.c_str(), "no mode").good() + CharString(nullptr, "r").good(), 0);
     EXPECT_EQ(CharString(folder.c_str(), "r").length(), 0);
     EXPECT_EQ(CharString(path.c_str(), "w+").good(), 0) << "now it is empty";
     EXPECT_EQ(traced, "");
@@ -270,10 +256,8 @@ TEST(CharString, ReadsAFileUpToItsFirstNul) {
 TEST(CharString, ReportsAByteOutsideTheText) {
     CharString s("a\xe9");
     EXPECT_EQ(s.getChar(1) + CharString(80, 80).getChar(0), 0xe9U);
-    setTraceSink([](const char* line) { traced += line; });
-    traced = "";
     s.setChar(1, '\0');
-    EXPECT_EQ(traced, "");
+    setTraceSink([](const char* line) { traced += line; });
     CharString().setChar(0, 'x');
     EXPECT_THAT(traced, testing::HasSubstr("out of bounds 0"));
     s.setChar(2, '\xff');
@@ -293,7 +277,6 @@ TEST(CharString, WritesAndReadsFlatXml) {
         {"<xs>1</xs> <x>2</x>", "19[s>1</xs> <x>2</x>] 1[1</xs> <x>2] 0[?] 1"},
         {"<x><x>in</x>out</x>", "12[><x>in</x>] 1[<x>in] 0[?] 1"},
         {"<x/><x kid=\"\">", "4[/>] 0[?] 1[] 1"},
-        {"<x>open</x", "0[?] 0[?] 0[?] 0"},
         {"<x id=\"7", "0[?] 0[?] 0[?] 0"}};
     for (const auto& [text, expected] : cases) {
         const CharString s(text);
@@ -302,7 +285,6 @@ TEST(CharString, WritesAndReadsFlatXml) {
         result << s.xmlContent("x", &content, 0) << '[' << content << "] ";
         result << s.xmlAttribute("id", &attribute, 0) << '[' << attribute << "] ";
         EXPECT_EQ(bytes(result << s.xmlCount("x")), expected) << text;
-        EXPECT_EQ(s.xmlElement("x", &element, s.length()), 0);
     }
 }
 
