@@ -1,0 +1,71 @@
+#include <fcntl.h>
+
+#include <algorithm>
+#include <filesystem>
+#include <fstream>
+#include <thread>
+
+#include "console.h"
+#include "console_session.h"
+#include "support/scripted_peer.h"
+
+namespace {
+
+using namespace support;
+
+long entries(const char* folder) {
+    return std::distance(std::filesystem::directory_iterator(folder), {});
+}
+
+long residentKilobytes() {
+    std::ifstream status("/proc/self/status");
+    for (std::string word; status >> word;) {
+        if (word == "VmRSS:") return status >> word, std::stol(word);
+    }
+    return 0;
+}
+
+#if defined(__SANITIZE_ADDRESS__) || defined(__SANITIZE_THREAD__)
+constexpr bool kOwnMemory = false;  // a sanitizer keeps freed memory for its reports
+#else
+constexpr bool kOwnMemory = ZOR_EMULATOR[0] == '\0';
+#endif
+
+// In this process and with short pauses, which only the constants of the console set. Keep-alives
+// are so frequent that they run into the ends of their sessions.
+TEST(SessionMany, AThousandLossesLeaveNothingBehind) {
+    constexpr int kSessions = 1000;
+    console_pauses = {1, 1, 1, 1, 2};
+    Peer peer;
+    peer.listen();
+    std::thread server([&peer] {
+        for (int i = 0; i < kSessions; ++i)
+            peer.join();
+    });
+    const int null = open("/dev/null", O_RDWR | O_CLOEXEC);
+    const int input = dup(0);
+    dup2(null, 0);
+    testing::internal::CaptureStdout();
+    long tenth = 0;
+    long descriptors = 0;
+    long most_threads = 0;
+    for (int i = 1; i <= kSessions; ++i) {
+        runSession("127.0.0.1", std::stoi(peer.port()));
+        most_threads = std::max(most_threads, entries("/proc/self/task"));
+        if (i == 10) tenth = residentKilobytes(), descriptors = entries("/proc/self/fd");
+    }
+    if (kOwnMemory) {
+        EXPECT_LE(residentKilobytes() - tenth, 1024);
+    }
+    EXPECT_EQ(entries("/proc/self/fd"), descriptors);
+    std::istringstream output(testing::internal::GetCapturedStdout());
+    dup2(input, 0);
+    server.join();
+    int losses = 0;
+    for (std::string line; std::getline(output, line);)
+        losses += line == "server disconnected!";
+    EXPECT_EQ(losses, kSessions);
+    EXPECT_LE(most_threads, 1 + 1 + 2) << "main, the server of this test, a session's workers";
+}
+
+}  // namespace

@@ -1,0 +1,173 @@
+#pragma once
+// The real zor_console as a child process, between pipes or at a terminal of its own. Every wait is
+// bounded, and what the console says is the only sign that something is ready.
+
+#include <fcntl.h>
+#include <pty.h>
+#include <signal.h>
+#include <sys/resource.h>
+#include <sys/wait.h>
+#include <termios.h>
+
+#include <sstream>
+#include <vector>
+
+#include "support/scripted_peer.h"
+
+namespace support {
+
+enum class Terminal { kPipes, kPty, kClosed };
+
+class ConsoleProcess {
+  public:
+    explicit ConsoleProcess(std::vector<std::string> words, Terminal terminal = Terminal::kPipes) {
+        int in[2], out[2], err[2];
+        EXPECT_EQ(pipe2(err, O_CLOEXEC), 0);
+        if (terminal == Terminal::kPty) {
+            termios
+                plain{};  // no echo, no change of line ends: what is typed and said is seen as is
+            plain.c_lflag = ICANON;
+            plain.c_cc[VEOF] = '\x04';
+            EXPECT_EQ(openpty(&in[1], &in[0], nullptr, &plain, nullptr), 0);
+            out[0] = dup(in[1]);
+            out[1] = dup(in[0]);
+        } else {
+            EXPECT_EQ(pipe2(in, O_CLOEXEC), 0);
+            EXPECT_EQ(pipe2(out, O_CLOEXEC), 0);
+        }
+        pid_ = fork();
+        if (pid_ == 0) {
+            dup2(in[0], 0);
+            dup2(out[1], 1);
+            dup2(err[1], 2);
+            closefrom(terminal == Terminal::kClosed ? 0 : 3);
+            run(words);
+        }
+        for (int mine : {in[0], out[1], err[1]})
+            close(mine);
+        in_ = in[1], out_ = out[0], err_ = err[0];
+    }
+    ConsoleProcess(const ConsoleProcess&) = delete;
+    ConsoleProcess& operator=(const ConsoleProcess&) = delete;
+
+    /// Nothing but a signal ends a console, and a healthy one has no complaint.
+    ~ConsoleProcess() {
+        if (status_ == kRunning) {
+            EXPECT_EQ(waitpid(pid_, nullptr, WNOHANG), 0) << "it ended by itself";
+            finish(SIGKILL);
+        }
+        EXPECT_EQ(complaint(), "");
+        for (int mine : {in_, out_, err_})
+            close(mine);
+    }
+
+    void type(const std::string& keys) {
+        EXPECT_EQ(write(in_, keys.data(), keys.size()), static_cast<ssize_t>(keys.size()));
+    }
+    void closeInput() { close(std::exchange(in_, -1)); }
+
+    /// The next output, byte for byte.
+    void expect(const std::string& said) {
+        while (output_.size() < said.size() && more())
+            continue;
+        EXPECT_EQ(output_.substr(0, said.size()), said);
+        output_.erase(0, said.size());
+    }
+    /// The output up to `said`, which must come; all of it is taken.
+    std::string expectUpTo(const std::string& said) {
+        while (output_.find(said) == std::string::npos && more())
+            continue;
+        const auto place = output_.find(said);
+        EXPECT_NE(place, std::string::npos) << "missing: " << said << "\nthere is: " << output_;
+        std::string passed = output_.substr(0, place);
+        output_.erase(0, place == std::string::npos ? place : place + said.size());
+        return passed;
+    }
+    /// What stands on standard error, when the console has closed it or keeps silent.
+    std::string complaint(int patience = 0) {
+        std::string words;
+        char piece[4096];
+        while (readable(err_, patience)) {
+            const ssize_t count = read(err_, piece, sizeof piece);
+            if (count <= 0) break;
+            words.append(piece, static_cast<std::size_t>(count));
+            patience = 0;
+        }
+        return words;
+    }
+    pid_t pid() const { return pid_; }
+    /// Waits for the end that the console makes itself and gives its exit status.
+    int exitStatus() {
+        readable(err_, kPatience);
+        return finish(0);
+    }
+    /// Processor time used so far, in milliseconds.
+    double processorTime() const {
+        clockid_t clock{};
+        timespec used{};
+        EXPECT_EQ(clock_getcpuclockid(pid_, &clock), 0);
+        EXPECT_EQ(clock_gettime(clock, &used), 0);
+        return static_cast<double>(used.tv_sec) * 1e3 + static_cast<double>(used.tv_nsec) / 1e6;
+    }
+
+  private:
+    static constexpr int kRunning = -1;
+
+    [[noreturn]] static void run(std::vector<std::string> words) {
+        std::istringstream emulator(ZOR_EMULATOR);
+        std::vector<std::string> line{std::istream_iterator<std::string>(emulator), {}};
+        line.push_back(ZOR_BINARY_DIR "/zor_console");
+        line.insert(line.end(), words.begin(), words.end());
+        std::vector<char*> pointers;
+        for (std::string& word : line)
+            pointers.push_back(word.data());
+        pointers.push_back(nullptr);
+        execvp(pointers[0], pointers.data());
+        _exit(127);
+    }
+    bool more() {
+        char piece[65536];
+        const ssize_t count = readable(out_, kPatience) ? read(out_, piece, sizeof piece) : 0;
+        if (count > 0) output_.append(piece, static_cast<std::size_t>(count));
+        return count > 0;
+    }
+    int finish(int signal) {
+        if (signal != 0) kill(pid_, signal);
+        waitpid(pid_, &status_, 0);
+        return WIFEXITED(status_) ? WEXITSTATUS(status_) : -WTERMSIG(status_);
+    }
+
+    pid_t pid_ = -1;
+    int in_ = -1, out_ = -1, err_ = -1;
+    int status_ = kRunning;
+    std::string output_;
+};
+
+/// A console in its first session, with all said up to "Press return" taken.
+struct Session {
+    explicit Session(const std::vector<std::string>& more = {},
+                     Terminal terminal = Terminal::kPipes)
+        : console(words(more), terminal), link(peer.join()) {
+        console.expectUpTo("\nPress return");
+    }
+    Peer peer;
+    ConsoleProcess console;
+    Link link;
+
+    /// Takes what the console says of a loss, and the next session's beginning.
+    std::string reconnect() {
+        std::string said = console.expectUpTo("server disconnected!\n");
+        link = peer.join();
+        console.expectUpTo("\nPress return");
+        return said;
+    }
+
+  private:
+    std::vector<std::string> words(std::vector<std::string> more) {
+        peer.listen();
+        more.insert(more.begin(), {"127.0.0.1", peer.port()});
+        return more;
+    }
+};
+
+}  // namespace support

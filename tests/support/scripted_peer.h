@@ -1,0 +1,143 @@
+#pragma once
+// The server's side of a scripted session: raw sockets, and frames packed by hand from the bytes of
+// the protocol, without the library, so that both sides can't share a mistake.
+
+#include <arpa/inet.h>
+#include <gtest/gtest.h>
+#include <netinet/tcp.h>
+#include <poll.h>
+#include <sys/socket.h>
+#include <unistd.h>
+
+#include <chrono>
+#include <string>
+#include <utility>
+
+namespace support {
+
+/// Longest wait for anything that must come, in milliseconds; generous for slow machines.
+constexpr int kPatience = 30000;
+
+inline std::string littleEndian(long value, int bytes) {
+    std::string out;
+    for (int i = 0; i < bytes; ++i)
+        out += static_cast<char>(value >> (8 * i));
+    return out;
+}
+
+/// A header of 132 bytes; `length` is free, so that it may lie.
+inline std::string header(int type, int op, int kel, long length, int version = 29) {
+    return "\x88\x44\x22\x11" + littleEndian(type, 2) + littleEndian(op, 2) +
+           littleEndian(length, 4) + std::string(6, '\xff') + littleEndian(kel, 2) +
+           std::string(4, '\0') + "\xff\xff" + littleEndian(version, 2) + std::string(104, '\0');
+}
+inline std::string frame(int type, int op, int kel, const std::string& body = "") {
+    return header(type, op, kel, static_cast<long>(body.size())) + body;
+}
+/// A text of the server, as it appears on the operator's screen.
+inline std::string text(const std::string& shown) {
+    return frame(10, 5, -1, shown);
+}
+
+inline bool readable(int descriptor, int milliseconds) {
+    pollfd wait{descriptor, POLLIN, 0};
+    return poll(&wait, 1, milliseconds) > 0;
+}
+
+/// One connection of a console.
+class Link {
+  public:
+    explicit Link(int descriptor) : fd_(descriptor) {
+        const int on = 1;  // each piece leaves by itself
+        setsockopt(fd_, IPPROTO_TCP, TCP_NODELAY, &on, sizeof on);
+    }
+    Link(Link&& other) noexcept : fd_(std::exchange(other.fd_, -1)) {}
+    Link& operator=(Link&& other) noexcept {
+        std::swap(fd_, other.fd_);
+        return *this;
+    }
+    ~Link() { close(fd_); }
+
+    void send(const std::string& bytes) {
+        EXPECT_EQ(::send(fd_, bytes.data(), bytes.size(), MSG_NOSIGNAL),
+                  static_cast<ssize_t>(bytes.size()));
+    }
+    /// The next `size` bytes, fewer only if the console closes or keeps silent.
+    std::string receive(std::size_t size, int patience = kPatience) {
+        std::string bytes(size, '\0');
+        std::size_t got = 0;
+        while (got < size && readable(fd_, patience)) {
+            const ssize_t count = recv(fd_, bytes.data() + got, size - got, 0);
+            if (count <= 0) break;
+            got += static_cast<std::size_t>(count);
+        }
+        return bytes.substr(0, got);
+    }
+    void expect(const std::string& bytes, int patience = kPatience) {
+        EXPECT_EQ(receive(bytes.size(), patience), bytes);
+    }
+    void expectText(const std::string& line, int kel = -1) {
+        expect(frame(10, 5, kel, line + '\0'));
+    }
+    /// The texts of as many frames as it takes to hold `keys`: whether keys come one by one or as a
+    /// line hangs on the pass that the console is in.
+    void expectKeys(const std::string& keys) {
+        std::string got;
+        while (got.size() < keys.size()) {
+            const std::string head = receive(132);
+            const std::string body =
+                head.size() < 132 ? "" : receive(static_cast<unsigned>(head[8]));
+            if (body.size() < 2) break;
+            got.append(body, 0, body.size() - 1);
+        }
+        EXPECT_EQ(got, keys);
+    }
+    bool silent(int milliseconds) { return !readable(fd_, milliseconds); }
+    /// Ends the connection with a reset instead of an orderly end.
+    void reset() {
+        const linger now{1, 0};
+        setsockopt(fd_, SOL_SOCKET, SO_LINGER, &now, sizeof now);
+        close(std::exchange(fd_, -1));
+    }
+
+  private:
+    int fd_;
+};
+
+/// Holds a free port of the loopback, and refuses all comers there until `listen`.
+class Peer {
+  public:
+    Peer() {
+        sockaddr_in place{};
+        place.sin_family = AF_INET;
+        place.sin_addr.s_addr = htonl(INADDR_LOOPBACK);
+        socklen_t size = sizeof place;
+        auto* const address = reinterpret_cast<sockaddr*>(&place);
+        EXPECT_EQ(bind(fd_, address, size), 0);
+        EXPECT_EQ(getsockname(fd_, address, &size), 0);
+        port_ = ntohs(place.sin_port);
+    }
+    Peer(const Peer&) = delete;
+    Peer& operator=(const Peer&) = delete;
+    ~Peer() { close(fd_); }
+
+    std::string port() const { return std::to_string(port_); }
+    void listen() { EXPECT_EQ(::listen(fd_, 16), 0); }
+    /// The next console.
+    Link accept() {
+        EXPECT_TRUE(readable(fd_, kPatience)) << "no console connects";
+        return Link(::accept4(fd_, nullptr, nullptr, SOCK_CLOEXEC));
+    }
+    /// The next console, with the frame by which it joins already taken.
+    Link join() {
+        Link link = accept();
+        link.expect(frame(10, 6, -1));
+        return link;
+    }
+
+  private:
+    int fd_ = socket(AF_INET, SOCK_STREAM | SOCK_CLOEXEC, 0);
+    int port_ = 0;
+};
+
+}  // namespace support
