@@ -4,5 +4,6 @@
 #include "serv_cli/i_tools_analyse.h"
 #include "serv_cli/i_tools_console.h"
 #include "serv_cli/i_tools_history.h"
+#include "serv_cli/i_tools_optional.h"
 #include "serv_cli/i_tools_text.h"
 #include "serv_cli/i_tools_value.h"
