@@ -15,7 +15,8 @@ namespace {
 constexpr int kNumbers = 100'000;
 constexpr char kAddress[] = "192.168.10.254";
 
-/// The line that each of the four builds: text, number, text, number, text.
+/// The numbers of the line that each of the four builds: text, number, text, number, text. They are
+/// new to the compiler for each line, or it would count their digits once and for all.
 struct LineValues {
     int line = 1207;
     int state = 42;
@@ -23,8 +24,8 @@ struct LineValues {
 };
 
 void lineCharString(benchmark::State& runs) {
-    const LineValues v;
     for (auto _ : runs) {
+        const LineValues v;
         CharString s(80, 80);
         s << "line " << v.line << " goes to state " << v.state << " by call\n";
         benchmark::DoNotOptimize(s.c_str());
@@ -38,8 +39,8 @@ void appendToChars(std::string& s, int value) {
 }
 
 void lineStdString(benchmark::State& runs) {
-    const LineValues v;
     for (auto _ : runs) {
+        const LineValues v;
         std::string s;
         s += "line ";
         appendToChars(s, v.line);
@@ -51,8 +52,8 @@ void lineStdString(benchmark::State& runs) {
 }
 
 void lineStringStream(benchmark::State& runs) {
-    const LineValues v;
     for (auto _ : runs) {
+        const LineValues v;
         std::ostringstream s;
         s << "line " << v.line << " goes to state " << v.state << " by call\n";
         benchmark::DoNotOptimize(s.str().c_str());
@@ -60,8 +61,8 @@ void lineStringStream(benchmark::State& runs) {
 }
 
 void lineSnprintf(benchmark::State& runs) {
-    const LineValues v;
     for (auto _ : runs) {
+        const LineValues v;
         char text[80];
         std::snprintf(text, sizeof text, "line %d goes to state %d by call\n", v.line, v.state);
         const std::string s(text);
