@@ -11,21 +11,18 @@
 class CapturedTrace {
   public:
     CapturedTrace() {
-        const std::lock_guard hold(guard());
-        kept().clear();
+        kept.clear();
         setTraceSink([](const char* text) {
-            const std::lock_guard inner(guard());
-            kept().emplace_back(text);
+            const std::lock_guard hold(guard);
+            kept.emplace_back(text);
         });
     }
     ~CapturedTrace() { setTraceSink(nullptr); }
-    CapturedTrace(const CapturedTrace&) = delete;
-    CapturedTrace& operator=(const CapturedTrace&) = delete;
 
     /// The texts so far as the sink got them, and the same with each well-formed stamp as "@".
     std::vector<std::string> raw() const {
-        const std::lock_guard hold(guard());
-        return kept();
+        const std::lock_guard hold(guard);
+        return kept;
     }
     std::vector<std::string> lines() const {
         static const std::regex stamp("^[0-2][0-9]h[0-5][0-9]:[0-6][0-9]\\.[0-9]{3}   ");
@@ -36,12 +33,6 @@ class CapturedTrace {
     }
 
   private:
-    static std::mutex& guard() {
-        static std::mutex instance;
-        return instance;
-    }
-    static std::vector<std::string>& kept() {
-        static std::vector<std::string> instance;
-        return instance;
-    }
+    static inline std::mutex guard;
+    static inline std::vector<std::string> kept;
 };
