@@ -183,26 +183,29 @@ void printDeadLock(const DlThread* t, const DlMutex* m) {
     }
 }
 
-using CallStack = std::array<void*, kDlStackRoom>;
-
 // What a take has to remember between its two rounds on the tables. A print or fatal function that
 // takes a Mutex makes an attempt inside the one that is being reported; the outer one comes back
 // when the inner one ends.
 struct Take {
     DlMutex* outer = nullptr;
-    CallStack outer_stack;  // set with `outer`
+    std::array<void*, kDlStackRoom> outer_stack;  // set with `outer`
     bool dead_lock = false;
 };
 
-// The round before the wait: notes the attempt and searches. `stack` holds `frames` addresses.
-void noteAttempt(DlThread* t, DlMutex* m, const CallStack& stack, int frames, Take& take) {
-    if (t->waiting_mutex) [[unlikely]] {
-        take.outer = t->waiting_mutex;
-        std::copy_n(t->call_stack, kDlStackRoom, take.outer_stack.begin());
-        endAttempt(t);
-    }
-    std::copy_n(stack.begin(), frames, t->call_stack);
+// Sets an attempt aside for another one of the same thread.
+[[gnu::cold]] void interruptAttempt(DlThread* t, Take& take) {
+    const TableHold hold;
+    take.outer = t->waiting_mutex;
+    std::copy_n(t->call_stack, kDlStackRoom, take.outer_stack.begin());
+    endAttempt(t);
+}
+
+void endCallStack(DlThread* t, int frames) {
     if (frames < kDlStackRoom) t->call_stack[frames] = nullptr;
+}
+
+// The round before the wait, with dlTableLock held: notes the attempt and searches.
+void noteAttempt(DlThread* t, DlMutex* m, Take& take) {
     beginAttempt(t, m);
     if (closesCycle(m, t)) [[unlikely]] {
         take.dead_lock = true;
@@ -239,7 +242,8 @@ int dlMutexInit(DlMutex* m, const pthread_mutexattr_t* attribute, const char* na
 // Not inlined and without a tail call: entry 0 of the call stack lies here and entry 1 in mutexGet.
 // On a free lock the frame records give the stack. On an owned one the thread is about to wait
 // anyway, so `backtrace` gives it, complete also across code without frame records; it runs outside
-// dlTableLock, because it may take the loader's lock.
+// dlTableLock, because it may take the loader's lock. Outside an attempt nobody else reads or
+// writes a thread's call stack, so it is filled without dlTableLock.
 [[gnu::noinline]] int dlMutexLock(DlMutex* m) {
     DlThread* const t = dlCurrentThread();
     // Only the thread itself makes itself the owner, so this needs no table lock, and neither does
@@ -249,20 +253,24 @@ int dlMutexInit(DlMutex* m, const pthread_mutexattr_t* attribute, const char* na
         if (code == 0) ++m->count;
         return code;
     }
-    CallStack stack;
-    stack[0] = reinterpret_cast<void*>(&dlMutexLock);
-    const bool owned = ownerOf(m) != nullptr;
-    int frames =
-        owned ? backtrace(stack.data(), kDlStackRoom)
-              : 1 + walkReturnAddresses(__builtin_frame_address(0), &stack[1], kDlStackRoom - 1);
     Take take;
+    if (t->waiting_mutex) [[unlikely]]
+        interruptAttempt(t, take);
+    const bool owned = ownerOf(m) != nullptr;
+    if (owned) {
+        endCallStack(t, backtrace(t->call_stack, kDlStackRoom));
+    } else {
+        t->call_stack[0] = reinterpret_cast<void*>(&dlMutexLock);
+        endCallStack(t, 1 + walkReturnAddresses(__builtin_frame_address(0), t->call_stack + 1,
+                                                kDlStackRoom - 1));
+    }
     pthread_mutex_lock(&dlTableLock);
-    if (!owned && ownerOf(m)) {  // taken meanwhile
+    if (!owned && ownerOf(m)) [[unlikely]] {  // taken meanwhile
         pthread_mutex_unlock(&dlTableLock);
-        frames = backtrace(stack.data(), kDlStackRoom);
+        endCallStack(t, backtrace(t->call_stack, kDlStackRoom));
         pthread_mutex_lock(&dlTableLock);
     }
-    noteAttempt(t, m, stack, frames, take);
+    noteAttempt(t, m, take);
     pthread_mutex_unlock(&dlTableLock);
     if (take.dead_lock) [[unlikely]]
         dlFatal("DeadLock");

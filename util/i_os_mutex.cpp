@@ -35,6 +35,14 @@ bool notesOn() {
     return mutexNotes.load(std::memory_order_relaxed) != 0;
 }
 
+// threadId() of the calling thread, asked for once per thread.
+std::uint32_t ownId() {
+    static constinit thread_local std::uint32_t id = 0;
+    if (id == 0) [[unlikely]]
+        id = threadId();
+    return id;
+}
+
 void report(short family, const char* operation, int code) {
     if (code != 0) ErrorIpc(family, "i_os", operation, code);
 }
@@ -124,7 +132,7 @@ void mutexInit(Mutex** out, const char* name) {
     }
     if (notesOn()) [[unlikely]]
         noteTaken(m, file, line);
-    m->owner_id.store(threadId(), std::memory_order_relaxed);
+    m->owner_id.store(ownId(), std::memory_order_relaxed);
     return 0;
 }
 
@@ -135,7 +143,7 @@ short mutexTry(Mutex* m, const char* file, int line) {
     if (dlMutexTryLock(&m->lock_record) != 0) return 0;
     if (notesOn()) [[unlikely]]
         noteTaken(m, file, line);
-    m->owner_id.store(threadId(), std::memory_order_relaxed);
+    m->owner_id.store(ownId(), std::memory_order_relaxed);
     return 1;
 }
 
