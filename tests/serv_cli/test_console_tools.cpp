@@ -35,12 +35,7 @@ struct RemoteClient {
         sent.clear();
         input = types;
         step = piece;
-        client_printf_hook = [](const ClientId* client, const char* format, va_list values) {
-            EXPECT_TRUE(*client == kRemote);
-            char text[600];
-            std::vsnprintf(text, sizeof text, format, values);
-            sent.emplace_back(text);
-        };
+        client_printf_hook = keepPrinted;
         client_write_hook = [](const ClientId*, const CharString* t) {
             sent.push_back(t->c_str());
         };
@@ -55,6 +50,14 @@ struct RemoteClient {
         };
     }
     ~RemoteClient() { client_hooks = {}; }
+
+    [[gnu::format(printf, 2, 0)]] static void keepPrinted(const ClientId* client,
+                                                          const char* format, va_list values) {
+        EXPECT_TRUE(*client == kRemote);
+        char text[600];
+        std::vsnprintf(text, sizeof text, format, values);
+        sent.emplace_back(text);
+    }
 };
 
 /// Runs `session` in a process of its own at a raw terminal where the operator types `keys`, and
