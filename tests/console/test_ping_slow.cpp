@@ -1,4 +1,4 @@
-#include <list>
+#include <chrono>
 
 #include "support/console_process.h"
 
@@ -15,7 +15,7 @@ TEST(Ping, EveryIdleSessionSendsItsOwnAt120Seconds) {
     const auto quiet_start = Clock::now();
     Session lossy;
     for (int i = 0; i < 3; ++i) {
-        lossy.link = Link(-1);
+        lossy.link.hangUp();
         lossy.reconnect();
     }
     const auto lossy_start = Clock::now();

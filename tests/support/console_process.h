@@ -5,7 +5,6 @@
 #include <fcntl.h>
 #include <pty.h>
 #include <signal.h>
-#include <sys/resource.h>
 #include <sys/wait.h>
 #include <termios.h>
 
@@ -22,18 +21,14 @@ class ConsoleProcess {
   public:
     explicit ConsoleProcess(std::vector<std::string> words, Terminal terminal = Terminal::kPipes) {
         int in[2], out[2], err[2];
-        EXPECT_EQ(pipe2(err, O_CLOEXEC), 0);
+        EXPECT_EQ(pipe2(in, O_CLOEXEC) + pipe2(out, O_CLOEXEC) + pipe2(err, O_CLOEXEC), 0);
         if (terminal == Terminal::kPty) {
-            termios
-                plain{};  // no echo, no change of line ends: what is typed and said is seen as is
+            termios plain{};  // no echo, no change of line ends: all is seen as typed and said
             plain.c_lflag = ICANON;
             plain.c_cc[VEOF] = '\x04';
+            for (int pipe_end : {in[0], in[1]})
+                close(pipe_end);
             EXPECT_EQ(openpty(&in[1], &in[0], nullptr, &plain, nullptr), 0);
-            out[0] = dup(in[1]);
-            out[1] = dup(in[0]);
-        } else {
-            EXPECT_EQ(pipe2(in, O_CLOEXEC), 0);
-            EXPECT_EQ(pipe2(out, O_CLOEXEC), 0);
         }
         pid_ = fork();
         if (pid_ == 0) {
@@ -52,15 +47,16 @@ class ConsoleProcess {
 
     /// Nothing but a signal ends a console, and a healthy one has no complaint.
     ~ConsoleProcess() {
-        if (status_ == kRunning) {
-            EXPECT_EQ(waitpid(pid_, nullptr, WNOHANG), 0) << "it ended by itself";
-            finish(SIGKILL);
+        if (pid_ > 0) {
+            kill(pid_, SIGKILL);
+            EXPECT_EQ(end(), -SIGKILL) << "it ended by itself";
         }
         EXPECT_EQ(complaint(), "");
         for (int mine : {in_, out_, err_})
             close(mine);
     }
 
+    pid_t pid() const { return pid_; }
     void type(const std::string& keys) {
         EXPECT_EQ(write(in_, keys.data(), keys.size()), static_cast<ssize_t>(keys.size()));
     }
@@ -68,51 +64,36 @@ class ConsoleProcess {
 
     /// The next output, byte for byte.
     void expect(const std::string& said) {
-        while (output_.size() < said.size() && more())
+        while (output_.size() < said.size() && more(out_, output_, kPatience))
             continue;
         EXPECT_EQ(output_.substr(0, said.size()), said);
         output_.erase(0, said.size());
     }
     /// The output up to `said`, which must come; all of it is taken.
     std::string expectUpTo(const std::string& said) {
-        while (output_.find(said) == std::string::npos && more())
+        while (output_.find(said) == std::string::npos && more(out_, output_, kPatience))
             continue;
         const auto place = output_.find(said);
         EXPECT_NE(place, std::string::npos) << "missing: " << said << "\nthere is: " << output_;
         std::string passed = output_.substr(0, place);
-        output_.erase(0, place == std::string::npos ? place : place + said.size());
+        output_.erase(0, passed.size() + said.size());
         return passed;
     }
-    /// What stands on standard error, when the console has closed it or keeps silent.
-    std::string complaint(int patience = 0) {
+    /// What stands on standard error.
+    std::string complaint() {
         std::string words;
-        char piece[4096];
-        while (readable(err_, patience)) {
-            const ssize_t count = read(err_, piece, sizeof piece);
-            if (count <= 0) break;
-            words.append(piece, static_cast<std::size_t>(count));
-            patience = 0;
-        }
+        while (more(err_, words, 0))
+            continue;
         return words;
     }
-    pid_t pid() const { return pid_; }
-    /// Waits for the end that the console makes itself and gives its exit status.
-    int exitStatus() {
-        readable(err_, kPatience);
-        return finish(0);
-    }
-    /// Processor time used so far, in milliseconds.
-    double processorTime() const {
-        clockid_t clock{};
-        timespec used{};
-        EXPECT_EQ(clock_getcpuclockid(pid_, &clock), 0);
-        EXPECT_EQ(clock_gettime(clock, &used), 0);
-        return static_cast<double>(used.tv_sec) * 1e3 + static_cast<double>(used.tv_nsec) / 1e6;
+    /// Waits for the end of the process: its exit status, or the signal below 0.
+    int end() {
+        int status = 0;
+        waitpid(std::exchange(pid_, -1), &status, 0);
+        return WIFEXITED(status) ? WEXITSTATUS(status) : -WTERMSIG(status);
     }
 
   private:
-    static constexpr int kRunning = -1;
-
     [[noreturn]] static void run(std::vector<std::string> words) {
         std::istringstream emulator(ZOR_EMULATOR);
         std::vector<std::string> line{std::istream_iterator<std::string>(emulator), {}};
@@ -125,21 +106,16 @@ class ConsoleProcess {
         execvp(pointers[0], pointers.data());
         _exit(127);
     }
-    bool more() {
+    static bool more(int descriptor, std::string& taken, int patience) {
         char piece[65536];
-        const ssize_t count = readable(out_, kPatience) ? read(out_, piece, sizeof piece) : 0;
-        if (count > 0) output_.append(piece, static_cast<std::size_t>(count));
+        const ssize_t count =
+            readable(descriptor, patience) ? read(descriptor, piece, sizeof piece) : 0;
+        if (count > 0) taken.append(piece, static_cast<std::size_t>(count));
         return count > 0;
-    }
-    int finish(int signal) {
-        if (signal != 0) kill(pid_, signal);
-        waitpid(pid_, &status_, 0);
-        return WIFEXITED(status_) ? WEXITSTATUS(status_) : -WTERMSIG(status_);
     }
 
     pid_t pid_ = -1;
     int in_ = -1, out_ = -1, err_ = -1;
-    int status_ = kRunning;
     std::string output_;
 };
 
@@ -154,7 +130,8 @@ struct Session {
     ConsoleProcess console;
     Link link;
 
-    /// Takes what the console says of a loss, and the next session's beginning.
+    /// Gives what the console says before it finds the session lost; takes the next one's
+    /// beginning.
     std::string reconnect() {
         std::string said = console.expectUpTo("server disconnected!\n");
         link = peer.join();

@@ -4,12 +4,10 @@
 
 #include <arpa/inet.h>
 #include <gtest/gtest.h>
-#include <netinet/tcp.h>
 #include <poll.h>
 #include <sys/socket.h>
 #include <unistd.h>
 
-#include <chrono>
 #include <string>
 #include <utility>
 
@@ -26,17 +24,16 @@ inline std::string littleEndian(long value, int bytes) {
 }
 
 /// A header of 132 bytes; `length` is free, so that it may lie.
-inline std::string header(int type, int op, int kel, long length, int version = 29) {
+inline std::string header(int type, int op, int kel, long length) {
     return "\x88\x44\x22\x11" + littleEndian(type, 2) + littleEndian(op, 2) +
            littleEndian(length, 4) + std::string(6, '\xff') + littleEndian(kel, 2) +
-           std::string(4, '\0') + "\xff\xff" + littleEndian(version, 2) + std::string(104, '\0');
+           std::string(4, '\0') + "\xff\xff\x1d" + std::string(105, '\0');
 }
 inline std::string frame(int type, int op, int kel, const std::string& body = "") {
     return header(type, op, kel, static_cast<long>(body.size())) + body;
 }
-/// A text of the server, as it appears on the operator's screen.
-inline std::string text(const std::string& shown) {
-    return frame(10, 5, -1, shown);
+inline std::string text(const std::string& body, int kel = -1) {
+    return frame(10, 5, kel, body);
 }
 
 inline bool readable(int descriptor, int milliseconds) {
@@ -47,10 +44,7 @@ inline bool readable(int descriptor, int milliseconds) {
 /// One connection of a console.
 class Link {
   public:
-    explicit Link(int descriptor) : fd_(descriptor) {
-        const int on = 1;  // each piece leaves by itself
-        setsockopt(fd_, IPPROTO_TCP, TCP_NODELAY, &on, sizeof on);
-    }
+    explicit Link(int descriptor = -1) : fd_(descriptor) {}
     Link(Link&& other) noexcept : fd_(std::exchange(other.fd_, -1)) {}
     Link& operator=(Link&& other) noexcept {
         std::swap(fd_, other.fd_);
@@ -62,42 +56,34 @@ class Link {
         EXPECT_EQ(::send(fd_, bytes.data(), bytes.size(), MSG_NOSIGNAL),
                   static_cast<ssize_t>(bytes.size()));
     }
-    /// The next `size` bytes, fewer only if the console closes or keeps silent.
+    /// The next `size` bytes; fewer if the console closes or keeps silent.
     std::string receive(std::size_t size, int patience = kPatience) {
-        std::string bytes(size, '\0');
-        std::size_t got = 0;
-        while (got < size && readable(fd_, patience)) {
-            const ssize_t count = recv(fd_, bytes.data() + got, size - got, 0);
-            if (count <= 0) break;
-            got += static_cast<std::size_t>(count);
-        }
-        return bytes.substr(0, got);
+        std::string got(size, '\0');
+        const timeval rest{kPatience / 1000, 0};
+        setsockopt(fd_, SOL_SOCKET, SO_RCVTIMEO, &rest, sizeof rest);
+        const ssize_t count =
+            readable(fd_, patience) ? recv(fd_, got.data(), size, MSG_WAITALL) : 0;
+        return got.substr(0, static_cast<std::size_t>(std::max<ssize_t>(count, 0)));
     }
     void expect(const std::string& bytes, int patience = kPatience) {
         EXPECT_EQ(receive(bytes.size(), patience), bytes);
     }
-    void expectText(const std::string& line, int kel = -1) {
-        expect(frame(10, 5, kel, line + '\0'));
-    }
-    /// The texts of as many frames as it takes to hold `keys`: whether keys come one by one or as a
-    /// line hangs on the pass that the console is in.
+    /// `keys` in as many frames as they take: one, or one for each key.
     void expectKeys(const std::string& keys) {
-        std::string got;
-        while (got.size() < keys.size()) {
-            const std::string head = receive(132);
-            const std::string body =
-                head.size() < 132 ? "" : receive(static_cast<unsigned>(head[8]));
-            if (body.size() < 2) break;
-            got.append(body, 0, body.size() - 1);
-        }
+        std::string got, head;
+        while (got.size() < keys.size() && (head = receive(132)).size() == 132)
+            got += receive(static_cast<unsigned char>(head[8])).c_str();
         EXPECT_EQ(got, keys);
     }
+    /// The text of the operator's next frame, with its terminator.
+    void expectText(const std::string& line, int kel = -1) { expect(text(line + '\0', kel)); }
     bool silent(int milliseconds) { return !readable(fd_, milliseconds); }
+    void hangUp() { close(std::exchange(fd_, -1)); }
     /// Ends the connection with a reset instead of an orderly end.
     void reset() {
         const linger now{1, 0};
         setsockopt(fd_, SOL_SOCKET, SO_LINGER, &now, sizeof now);
-        close(std::exchange(fd_, -1));
+        hangUp();
     }
 
   private:
@@ -108,13 +94,10 @@ class Link {
 class Peer {
   public:
     Peer() {
-        sockaddr_in place{};
-        place.sin_family = AF_INET;
-        place.sin_addr.s_addr = htonl(INADDR_LOOPBACK);
+        sockaddr_in place{AF_INET, 0, {htonl(INADDR_LOOPBACK)}, {}};
         socklen_t size = sizeof place;
         auto* const address = reinterpret_cast<sockaddr*>(&place);
-        EXPECT_EQ(bind(fd_, address, size), 0);
-        EXPECT_EQ(getsockname(fd_, address, &size), 0);
+        EXPECT_EQ(bind(fd_, address, size) + getsockname(fd_, address, &size), 0);
         port_ = ntohs(place.sin_port);
     }
     Peer(const Peer&) = delete;
