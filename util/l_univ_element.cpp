@@ -1,8 +1,5 @@
 #include "util/l_univ_element.h"
 
-#include <cstdio>
-#include <cstring>
-
 #include "util/i_os_mutex.h"
 #include "util/i_trace.h"
 
@@ -16,12 +13,6 @@ void emitValue(Value value) {
     CharString out(80, 80);
     out << value << kBehindValue;
     elem_list::emit(out);
-}
-
-void emitSingle(float value) {
-    char text[64];
-    std::snprintf(text, sizeof text, "%f", static_cast<double>(value));
-    emitValue(text);
 }
 
 }  // namespace
@@ -82,11 +73,11 @@ void el_long::print() {
 }
 
 void el_float::print() {
-    emitSingle(value);
+    emitValue(value);
 }
 
 void el_double::print() {
-    emitSingle(static_cast<float>(value));
+    emitValue(static_cast<float>(value));
 }
 
 void el_CharString::print() {
@@ -96,11 +87,11 @@ void el_CharString::print() {
 }
 
 short el_CharString::less(const elem_list* other) const {
-    return std::strcmp(value.c_str(), static_cast<const el_CharString*>(other)->value.c_str()) < 0;
+    return value < static_cast<const el_CharString*>(other)->value;
 }
 
 short el_CharString::equal(const elem_list* other) const {
-    return std::strcmp(value.c_str(), static_cast<const el_CharString*>(other)->value.c_str()) == 0;
+    return value == static_cast<const el_CharString*>(other)->value;
 }
 
 void el_pointer::print() {

@@ -14,6 +14,8 @@ class l_sorted : private l_univ {
     l_sorted(const l_sorted&) = default;
     ~l_sorted() override;
 
+    using elem_list = ::elem_list;  // derived classes may name it in spite of the private base
+    using l_univ::compare;
     using l_univ::count;
     using l_univ::empty;
     using l_univ::i_th;
