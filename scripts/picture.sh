@@ -29,7 +29,7 @@ screen new-session -d -x 92 -y 44 "cd $work && PS1='\$ ' exec bash --norc"
 # The first line of the picture: what the operator types.
 screen send-keys "$tree/build/release/zor_console 127.0.0.1 $port" Enter
 shown "Press return"
-while read -r line expected; do
+while IFS=$'\t' read -r line expected; do
     screen send-keys -l -- "$line"
     screen send-keys Enter
     shown "$expected"

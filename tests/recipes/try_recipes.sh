@@ -49,7 +49,7 @@ passed "a log with time stamps"
 pane() { tmux -S "$work/tmux" capture-pane -p -t maint; }
 tmux -S "$work/tmux" new-session -d -s maint "rlwrap '$console' 127.0.0.1 $port"
 within "Press return" pane
-tmux -S "$work/tmux" send-keys -t maint "echo fro" BSpace "m tmux" Enter
+tmux -S "$work/tmux" send-keys -t maint "echo frox" BSpace "m tmux" Enter
 within "from tmux" pane
 tmux -S "$work/tmux" send-keys -t maint C-p Enter
 within "$(printf 'from tmux\nfrom tmux')" pane
