@@ -10,6 +10,7 @@
 
 #include "console_receiver.h"
 #include "support/feed.h"
+#include "util/i_os.h"
 
 namespace {
 
@@ -17,7 +18,14 @@ using namespace std::string_literals;
 using testing::internal::CaptureStdout;
 using testing::internal::GetCapturedStdout;
 
-const std::string kEnd = "cnx not ok!\nserver disconnected!\n";
+const std::string kGone = "server disconnected!\n", kEnd = "cnx not ok!\n" + kGone;
+
+const std::string kSmall = [] {
+    std::string frames;
+    for (int i = 0; i < 2000; ++i)
+        frames += packFrame(std::string(80, 'm'));
+    return frames;
+}();
 
 std::string contentOf(const std::string& path) {
     std::ifstream file(path, std::ios::binary);
@@ -29,11 +37,11 @@ class ReceiverTest : public testing::Test {
     ReceiverTest() { std::setvbuf(stdout, nullptr, _IONBF, 0); }
     ~ReceiverTest() override { std::filesystem::remove(path_); }
 
-    /// Receives the pieces to their end and gives the screen.
-    std::string receive(const std::vector<std::string>& pieces) {
+    /// Receives a stream to its end and gives the screen.
+    std::string receive(const std::string& stream) {
         FedLine line;
         std::thread feeder([&] {
-            EXPECT_TRUE(line.feedAll(pieces));
+            EXPECT_TRUE(line.feed({stream}));
             line.hangUp();
         });
         CaptureStdout();
@@ -43,161 +51,115 @@ class ReceiverTest : public testing::Test {
         return GetCapturedStdout();
     }
 
-    void record(const std::string& name) {
+    std::string open(const std::string& name) {
         CaptureStdout();
         recorder_.open(name.c_str());
-        opened_ = GetCapturedStdout();
+        return GetCapturedStdout();
+    }
+
+    /// Brings a new recording to its limit of 50,000,000 bytes.
+    void fill() {
+        open(path_);
+        const std::string chunk(10'000, 'o');
+        for (int i = 0; i < 5'000; ++i)
+            ASSERT_EQ(recorder_.record(chunk), "");
+        recorder_.settle();
     }
 
     const std::string path_ = testing::TempDir() + "record_" + std::to_string(::getpid());
-    std::string opened_;
     Recorder recorder_;
-    std::atomic<short> cnx_ok_{1};
-    std::atomic<short> canonique_{0};
+    std::atomic<short> cnx_ok_{1}, canonique_{0};
 };
 
 TEST_F(ReceiverTest, ShowsAndRecordsTextAndObeysControlTexts) {
-    const std::string long_text(3000, 'L');
-    const struct {
-        const char* what;
-        std::string stream;
-        std::string screen;
-        std::string recorded;
-    } cases[] = {
-        {"texts in order, with % in them", packFrame("100%s ") + packFrame("%d\n\0"s), "100%s %d\n",
-         "100%s %d\n"},
-        {"the text ends at the first zero", packFrame("seen\0hidden"s) + packFrame("\0all hidden"s),
-         "seen", "seen"},
-        {"op 6 and no body leave no trace", packFrame("no", 6) + packFrame("") + packFrame("y", -1),
-         "y", "y"},
-        {"clear", packFrame("a") + packFrame("<clear-screen>\n\0"s) + packFrame("b"),
-         "a\033[1;1f\033[2J\nb", "a<clear-screen>\nb"},
-        {"control texts with company", packFrame("<clear-screen>\n ") + packFrame("<clear-screen>"),
-         "<clear-screen>\n <clear-screen>", "<clear-screen>\n <clear-screen>"},
-        {"large beside small", packFrame("s") + packFrame(long_text + long_text) + packFrame("e"),
-         "s" + long_text + long_text + "e", "s" + long_text + long_text + "e"},
-        {"many small",
-         [] {
-             std::string all;
-             for (int i = 0; i < 2000; ++i)
-                 all += packFrame(std::string(80, 'm'));
-             return all;
-         }(),
-         std::string(160'000, 'm'), std::string(160'000, 'm')},
-        {"a control text at the end of a first chunk is text",
-         packFrame(std::string(9985, '.') + "<clear-screen>\n" + "<clear-screen>\n"),
-         std::string(9985, '.') + "<clear-screen>\n\033[1;1f\033[2J\n",
-         std::string(9985, '.') + "<clear-screen>\n<clear-screen>\n"},
-        {"zeros end a chunk, not the body",
-         packFrame("A" + std::string(9999, '\0') + "B" + std::string(9999, '\0') + "C"), "ABC",
-         "ABC"},
+    const std::string dots(9985, '.'), clear = "<clear-screen>\n", large(6000, 'L');
+    const std::string all = std::string(160'000, 'm') + large;
+    // Stream, screen, recording.
+    const std::vector<std::vector<std::string>> cases = {
+        {packFrame("100%s ") + packFrame("%d\n\0"s), "100%s %d\n", "100%s %d\n"},
+        {packFrame("seen\0hidden"s) + packFrame("\0all hidden"s), "seen", "seen"},
+        {packFrame("no", 6) + packFrame("") + packFrame("y", -1), "y", "y"},
+        {packFrame("a") + packFrame(clear + '\0') + packFrame("b"), "a\033[1;1f\033[2J\nb",
+         "a" + clear + "b"},
+        {packFrame(clear + " ") + packFrame("<clear-screen>"), clear + " <clear-screen>",
+         clear + " <clear-screen>"},
+        {kSmall + packFrame(large), all, all},
+        {packFrame("a") + packFrame("", 5, 29, -1), "aincorrect lg: -1\n", "a"},
+        // A control text counts as a chunk of its own only; a zero ends a chunk, not the body.
+        {packFrame(dots + clear + clear), dots + clear + "\033[1;1f\033[2J\n",
+         dots + clear + clear},
+        {packFrame("A" + std::string(9999, '\0') + "B"), "AB", "AB"},
     };
     for (const auto& test : cases) {
-        SCOPED_TRACE(test.what);
-        record(path_);
-        EXPECT_EQ(opened_, "file " + path_ + " is opened to record");
-        EXPECT_EQ(receive({test.stream}), test.screen + kEnd);
-        EXPECT_EQ(contentOf(path_), test.recorded);
+        EXPECT_EQ(open(path_), "file " + path_ + " is opened to record");
+        EXPECT_EQ(receive(test[0]), test[1] + kEnd);
+        EXPECT_EQ(contentOf(path_), test[2]);
     }
-    // A body of which the last chunk didn't arrive whole.
-    const std::string cut = packFrame(std::string(20'000, 'c'));
-    EXPECT_EQ(receive({cut.substr(0, cut.size() - 1)}),
-              std::string(10'000, 'c') + "server disconnected!\n");
-}
-
-TEST_F(ReceiverTest, SwitchesTheInputByTheServersWish) {
-    receive({packFrame("<on-canonique>\n\0"s)});
+    receive(packFrame("<on-canonique>\n\0"s) + packFrame("<off-canonique> \n"));
     EXPECT_EQ(canonique_, 1);
-    EXPECT_EQ(receive({packFrame("<off-canonique> \n")}), "<off-canonique> \n" + kEnd);
-    EXPECT_EQ(canonique_, 1);
-    receive({packFrame("<off-canonique>\n")});
+    receive(packFrame("<off-canonique>\n"));
     EXPECT_EQ(canonique_, 0);
 }
 
 TEST_F(ReceiverTest, HasEverythingOutBeforeItWaitsForMore) {
-    record(path_);
+    open(path_);
     FedLine line;
     CaptureStdout();
     std::thread receiver([&] { Receiver(line.near, recorder_, cnx_ok_, canonique_).run(); });
     const std::string next = packFrame(std::string(20'000, 'n'));
-    EXPECT_TRUE(line.feed(packFrame("first") + next.substr(0, 132 + 15'000)));
-    const auto limit = std::chrono::steady_clock::now() + std::chrono::seconds(10);
-    while (contentOf(path_).size() < 10'005 && std::chrono::steady_clock::now() < limit)
-        std::this_thread::yield();
-    EXPECT_EQ(contentOf(path_), "first" + std::string(10'000, 'n'));
+    const std::string out = "first" + std::string(10'000, 'n');
+    EXPECT_TRUE(line.feed({packFrame("first") + next.substr(0, 132 + 15'000)}));
+    for (int i = 0; i < 10'000 && contentOf(path_) != out; ++i)
+        threadSleep(1);
+    EXPECT_EQ(contentOf(path_), out) << "the screen comes before the recording";
     line.hangUp();
     receiver.join();
-    EXPECT_EQ(GetCapturedStdout(), "first" + std::string(10'000, 'n') + "server disconnected!\n");
+    EXPECT_EQ(GetCapturedStdout(), out + kGone) << "no chunk in part";
+}
+
+TEST_F(ReceiverTest, KeepsTextsWholeWhileTheOperatorChangesFiles) {
+    std::thread changes([&] {
+        for (int i = 0; i < 100; ++i)
+            recorder_.open(i % 2 ? "/dev/null" : path_.c_str());
+        recorder_.open(path_.c_str());
+    });
+    receive(kSmall);
+    changes.join();
+    EXPECT_EQ(contentOf(path_).size() % 80, 0u);
 }
 
 TEST_F(ReceiverTest, StartsAFullFileOver) {
     const std::string full = "\n\n......  FILE " + path_ + " IS FULL ...... REWINDING !!!\n";
-    record(path_);
-    const std::string chunk(10'000, 'o');
-    for (int i = 0; i < 5'000; ++i)
-        ASSERT_EQ(recorder_.record(chunk), "");
-    EXPECT_EQ(receive({packFrame("+")}), "+" + kEnd) << "exactly at the limit";
-    EXPECT_EQ(receive({packFrame("new") + packFrame("er")}), "new" + full + "er" + kEnd);
+    fill();
+    EXPECT_EQ(receive(packFrame("+")), "+" + kEnd) << "exactly at the limit";
+    EXPECT_EQ(receive(packFrame("new") + packFrame("er")), "new" + full + "er" + kEnd);
     const std::string content = contentOf(path_);
-    EXPECT_EQ(content.size(), 50'000'001 + full.size());
     EXPECT_EQ(content.substr(0, 8), "newerooo");
     EXPECT_EQ(content.substr(50'000'000), "+" + full);
 
-    for (int i = 0; i < 5'000; ++i)
-        ASSERT_EQ(recorder_.record(chunk), "");
-    recorder_.settle();
+    fill();
     std::filesystem::remove(path_);
-    EXPECT_EQ(receive({packFrame("lost")}),
-              "lost" + full + "error opening " + path_ + " to write\n" + kEnd);
-    EXPECT_EQ(receive({packFrame("on")}), "on" + kEnd);
-    EXPECT_FALSE(std::filesystem::exists(path_));
+    EXPECT_EQ(receive(packFrame("last") + packFrame("lost")),
+              "lastlost" + full + "error opening " + path_ + " to write\n" + kEnd);
+    EXPECT_EQ(receive(packFrame("on")), "on" + kEnd);
 }
 
-TEST_F(ReceiverTest, RefusesNamesItCannotOpenAndStopsTheRecording) {
+TEST_F(ReceiverTest, SaysWhatItCannotRecordAndGoesOn) {
     const std::string longest = path_ + std::string(79 - path_.size(), 'n');
     for (const std::string& name : {longest + "n", testing::TempDir() + "no-such-dir/f"}) {
-        record(longest);
-        EXPECT_EQ(opened_, "file " + longest + " is opened to record");
-        receive({packFrame("kept")});
-        record(name);
-        EXPECT_EQ(opened_, "error opening " + name + " to write\n");
+        EXPECT_EQ(open(longest), "file " + longest + " is opened to record");
+        receive(packFrame("kept"));
+        EXPECT_EQ(open(name), "error opening " + name + " to write\n");
         EXPECT_FALSE(std::filesystem::exists(name));
-        EXPECT_EQ(receive({packFrame("more")}), "more" + kEnd);
+        EXPECT_EQ(receive(packFrame("more")), "more" + kEnd);
         EXPECT_EQ(contentOf(longest), "kept");
     }
     std::filesystem::remove(longest);
-}
-
-TEST_F(ReceiverTest, TellsAFullDiskOnceAndGoesOn) {
-    record("/dev/full");
+    open("/dev/full");
     testing::internal::CaptureStderr();
-    EXPECT_EQ(receive({packFrame("a"), packFrame("b")}), "ab" + kEnd);
+    EXPECT_EQ(receive(packFrame("a")) + receive(packFrame("b")), "a" + kEnd + "b" + kEnd);
     EXPECT_EQ(testing::internal::GetCapturedStderr(),
               "error writing to /dev/full: No space left on device\n");
-}
-
-TEST_F(ReceiverTest, KeepsTextsWholeWhileTheOperatorChangesFiles) {
-    const std::string other = path_ + "b";
-    std::atomic<bool> done{false};
-    CaptureStdout();
-    recorder_.open(path_.c_str());
-    std::thread receiver([&] {
-        const std::string text(100, 'w');
-        while (!done) {
-            for (int i = 0; i < 5; ++i)
-                recorder_.record(text);
-            recorder_.settle();
-        }
-    });
-    for (int i = 0; i < 50; ++i) {
-        recorder_.open(other.c_str());
-        recorder_.open(path_.c_str());
-        EXPECT_EQ(contentOf(other).size() % 100, 0u);
-    }
-    done = true;
-    receiver.join();
-    GetCapturedStdout();
-    std::filesystem::remove(other);
 }
 
 }  // namespace
