@@ -20,7 +20,6 @@ namespace {
 using testing::ElementsAre;
 using testing::HasSubstr;
 using testing::IsEmpty;
-using testing::Not;
 using testing::StartsWith;
 
 std::vector<std::string> traced;   // by the test's thread alone
@@ -154,15 +153,6 @@ TEST_F(MutexTest, NotesTellTheHolderOnceAndOnlyWhileSwitchedOn) {
         mutexRel(m);
     EXPECT_EQ(m->call_stack, nullptr);
     EXPECT_THAT(reports, IsEmpty());
-}
-
-TEST_F(MutexTest, NotesOfTheSystemMutexEnd) {
-    mutexNotes = 1;
-    const MutexHold hold(systemMutex(), "first.cpp", 1);
-    const MutexHold again(systemMutex(), "second.cpp", 2);  // its note takes the same Mutex
-    ASSERT_THAT(traced, Not(IsEmpty()));
-    EXPECT_THAT(traced[0], HasSubstr("get mutex second.cpp 2"));
-    EXPECT_STREQ(systemMutex()->lock_record.name, "mutex_Systeme");
 }
 
 TEST_F(MutexTest, ExcludesWithAndWithoutNotesAndShowsItsOwnerToOthers) {
