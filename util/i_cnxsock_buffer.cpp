@@ -35,7 +35,7 @@ bool BlockReader::fill(std::int32_t length) {
     while (count > 0 && end_ - begin_ < length) {
         waitless_reads += end_ > begin_;
         settle();
-        makeRoom();
+        makeRoom(length);
         count = connection_.ReadSome(&buffer_[0] + end_, kCapacity - end_);
         end_ += count;
     }
@@ -44,10 +44,10 @@ bool BlockReader::fill(std::int32_t length) {
     return count > 0;
 }
 
-/// Moves the begun block to the front once half the buffer lies behind it: what is moved then is
-/// small against what the next read can take.
-void BlockReader::makeRoom() {
-    if (begin_ < end_ && begin_ < kCapacity / 2) return;
+/// Moves the begun block to the front where it has to be, and else once half the buffer lies behind
+/// it: what is moved then is small against what the next read can take.
+void BlockReader::makeRoom(std::int32_t length) {
+    if (begin_ < end_ && begin_ < kCapacity / 2 && begin_ + length <= kCapacity) return;
     std::copy(buffer_.begin() + begin_, buffer_.begin() + end_, buffer_.begin());
     end_ -= begin_;
     begin_ = 0;

@@ -34,7 +34,7 @@ class BlockReader {
 
   private:
     bool fill(std::int32_t length);
-    void makeRoom();
+    void makeRoom(std::int32_t length);
 
     Connection& connection_;
     std::atomic<short>* state_;
