@@ -64,16 +64,16 @@ check_tidy() {
 
 check_consumer() {
     need "${packages_build[@]}" pkg-config
-    tests/package/try_package.sh
+    scripts/try_package.sh
 }
 
 check_wireshark() {
     need tshark python3
-    python3 tests/wireshark/try_dissector.py
+    python3 tools/wireshark/try_dissector.py
 }
 
 check_recipes() {
-    tests/recipes/try_recipes.sh
+    scripts/try_recipes.sh
 }
 
 check_docs() {

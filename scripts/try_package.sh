@@ -2,7 +2,7 @@
 # Installs the release build into an empty prefix and unpacks the Debian packages beside it, then
 # builds and runs the small consumer program against each, with CMake and with pkg-config.
 set -euo pipefail
-. "$(dirname "$0")/../../scripts/lib.sh"
+. "$(dirname "$0")/lib.sh"
 
 need "${packages_build[@]}" pkg-config dpkg-dev
 build release

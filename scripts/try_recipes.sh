@@ -1,7 +1,7 @@
 #!/usr/bin/env bash
 # Runs the recipes of docs/recipes.md against a simulator on this machine.
 set -euo pipefail
-. "$(dirname "$0")/../../scripts/lib.sh"
+. "$(dirname "$0")/lib.sh"
 
 need "${packages_build[@]}" rlwrap expect tmux socat openssl moreutils
 build release zor_console zor_sim

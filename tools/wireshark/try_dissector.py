@@ -6,7 +6,7 @@ import subprocess
 import sys
 import tempfile
 
-SCRIPT = os.path.join(os.path.dirname(__file__), "../../tools/wireshark/zor.lua")
+SCRIPT = os.path.join(os.path.dirname(__file__), "zor.lua")
 FIELDS = ["zor.type", "zor.op", "zor.lg", "zor.kel_id", "zor.version", "zor.header_length",
           "zor.control", "zor.body.text", "zor.junk", "_ws.expert.message"]
 
