@@ -25,7 +25,7 @@ class TextRun {
     std::size_t size() const { return run_.size(); }
 
   private:
-    static constexpr std::size_t kCopySize = 64 * 1024;
+    static constexpr std::size_t kCopySize = std::size_t{64} * 1024;
 
     bool isCopied() const { return run_.data() == copies_.get(); }
 

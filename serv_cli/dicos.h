@@ -15,7 +15,7 @@ class CharString;
 /// Row counts of the tables that are held against a count of their own: for loops over all values.
 inline constexpr int nmax_linestate = 22;
 inline constexpr int nmax_nomadicstate = 10;
-inline constexpr int nmax__agstate = 5;
+inline constexpr int nmax__agstate = 5;  // NOLINT(bugprone-reserved-identifier): its old name
 inline constexpr int nmax_linecallcause = 19;
 inline constexpr int nmax_linecallinfo = 34;
 

@@ -70,10 +70,10 @@ short Do_Analyse_Text_Velsa_by_new(unsigned char separator, short fold, const ch
     if (!isGiven(RowText, "Do_Analyse_Text_Velsa_by_new RowText NULL")) return 1;
     const Fields fields(separator, fold, RowText);
     if (fields.count() < count) return 1;
-    for (short index = 0; index < count; ++index) {
+    for (std::int32_t index = 0; index < count; ++index) {
         char** const variable = va_arg(variables, char**);
         if (!variable) return 0;
-        fields.copyTo(variable, index);
+        fields.copyTo(variable, static_cast<short>(index));
     }
     return 1;
 }

@@ -44,7 +44,7 @@ short waitFd(std::int32_t fd, std::int32_t timeout, Direction direction) {
     fd_set set;
     FD_ZERO(&set);
     FD_SET(fd, &set);
-    timeval time{timeout / 1000, timeout % 1000 * 1000};
+    timeval time{timeout / 1000, timeout % 1000 * 1000L};
     const bool reading = direction == Direction::kReading;
     return ::select(FD_SETSIZE, reading ? &set : nullptr, reading ? nullptr : &set, nullptr,
                     timeout < 0 ? nullptr : &time) > 0;
