@@ -72,7 +72,7 @@ constexpr bool isLatin1Capital(unsigned char byte) {
 /// Whether a character above Latin-1 stands in `text`; traces the values up to it if `verbose`.
 bool exceedsLatin1(const wchar_t* text, std::size_t length, bool verbose) {
     for (std::size_t i = 0; i < length; ++i) {
-        const long value = text[i];
+        const auto value = static_cast<std::int32_t>(static_cast<std::uint32_t>(text[i]));
         if (verbose) tracePrintfRaw("%x ", static_cast<unsigned>(value));
         if (value > kLastLatin1) return true;
     }
