@@ -12,6 +12,7 @@
 // Everything works on memory of the caller and may be called from any thread. The routines are
 // inline because a header is a chain of a dozen of them and has to cost little more than its copy.
 
+#include <algorithm>
 #include <concepts>
 #include <cstddef>
 #include <cstdint>
@@ -58,6 +59,22 @@ inline short getBytes(Value* out, Byte** cursor, const void* limit) {
     *out = static_cast<Value>(value);
     *cursor += sizeof(Value);
     return 1;
+}
+
+/// The bytes of the text at `text` with its terminator, and whether that was found; without it, the
+/// bytes that lie before the limit.
+struct TextExtent {
+    std::size_t bytes;
+    bool ended;
+};
+inline TextExtent textExtent(const void* text, const void* limit) {
+    const char* const begin = static_cast<const char*>(text);
+    if (!limit) return {std::strlen(begin) + 1, true};
+    if (!inReach(begin, 1, limit)) return {0, false};
+    const auto readable = static_cast<std::size_t>(static_cast<const char*>(limit) - begin);
+    const void* const end = std::memchr(begin, 0, readable);
+    if (!end) return {readable, false};
+    return {static_cast<std::size_t>(static_cast<const char*>(end) - begin) + 1, true};
 }
 
 }  // namespace stream_detail
@@ -118,11 +135,11 @@ template <StreamByte Byte>
 inline short GetText(char* out, Byte** cursor, std::int32_t size,
                      std::type_identity_t<const Byte>* limit) {
     if (!*cursor) return 0;
-    bool ended = false;
-    for (std::int32_t i = 0; !ended && stream_detail::inReach(*cursor, 1, limit); ++*cursor) {
-        ended = **cursor == 0;
-        if (i < size) out[i++] = static_cast<char>(**cursor);
+    const auto [bytes, ended] = stream_detail::textExtent(*cursor, limit);
+    if (size > 0) {
+        std::memcpy(out, *cursor, std::min(bytes, static_cast<std::size_t>(size)));
+        out[size - 1] = 0;
     }
-    if (size > 0) out[size - 1] = 0;
+    *cursor += bytes;
     return ended;
 }
