@@ -11,42 +11,35 @@ using namespace std::string_literals;
 const std::string kUnknown(70, 'x');
 
 TEST(Host, WaitsOnAWholeSet) {
-    int quiet[2], ready[2];
-    ASSERT_EQ(pipe(quiet) + pipe(ready), 0);
-    ASSERT_EQ(write(ready[1], "x", 1), 1);
-    for (const std::int32_t timeout : {-1, 0, 1500}) {
-        fd_set set;
-        FD_ZERO(&set);
-        FD_SET(quiet[0], &set);
-        FD_SET(ready[0], &set);
-        EXPECT_EQ(WaitFdSet(&set, timeout), 1) << timeout;
-        EXPECT_TRUE(FD_ISSET(ready[0], &set) && !FD_ISSET(quiet[0], &set));
-        FD_CLR(ready[0], &set);
-        FD_SET(quiet[0], &set);
-        EXPECT_EQ(WaitFdSet(&set, 20), 0);
-    }
-    for (const int fd : {quiet[0], quiet[1], ready[0], ready[1]})
-        close(fd);
+    int ends[2];
+    ASSERT_EQ(pipe(ends), 0);
+    fd_set set;
+    FD_ZERO(&set);
+    FD_SET(ends[0], &set);
+    EXPECT_EQ(WaitFdSet(&set, 20), 0);
+    EXPECT_FALSE(FD_ISSET(ends[0], &set));
+    ASSERT_EQ(write(ends[1], "x", 1), 1);
+    FD_SET(ends[0], &set);
+    EXPECT_EQ(WaitFdSet(&set, -1), 1);
+    close(ends[0]);
+    close(ends[1]);
+    EXPECT_EQ(WaitFdSet(&set, 0), -1);
 }
 
 TEST(Host, DottedAddressIsCutToItsBufferAndOnlyNamesAreLookedUp) {
+    const std::string number(100, '7');
     const std::tuple<std::string, int, std::string> kCases[] = {
         {"localhost", 40, "127.0.0.1"},
         {"localhost", 6, "127.0"},
-        {"1-not-an-address", 40, "1-not-an-address"},
-        {"", 40, ""},
         {kUnknown, 40, ""},
-        {"7" + kUnknown + kUnknown, 100, ("7" + kUnknown + kUnknown).substr(0, 79)},
-        {"10.1.2.3", 1, ""},
-        {"10.1.2.3", 0, "~~"}};
+        {"1-no-address", 40, "1-no-address"},
+        {number, 100, number.substr(0, 79)}};
     for (const auto& [host, size, expected] : kCases) {
         std::string buffer(101, '~');
         HostToDotted(host.c_str(), buffer.data(), size);
-        EXPECT_EQ(buffer.compare(0, expected.size() + (size > 0), expected.c_str(),
-                                 expected.size() + (size > 0)),
-                  0)
-            << host;
-        EXPECT_EQ(buffer[static_cast<unsigned>(size)], '~');
+        EXPECT_STREQ(buffer.c_str(), expected.c_str());
+        HostToDotted(host.c_str(), &buffer[100], 0);
+        EXPECT_EQ(buffer[100], '~');
     }
 }
 
