@@ -1,38 +1,38 @@
 #pragma once
 // A trace sink for tests: keeps what reaches it, call by call, while it lives.
 
+#include <fnmatch.h>
+
 #include <mutex>
-#include <regex>
 #include <string>
 #include <vector>
 
 #include "util/i_trace.h"
 
-class CapturedTrace {
-  public:
+struct CapturedTrace {
     CapturedTrace() {
         kept.clear();
         setTraceSink([](const char* text) {
+            constexpr char kStamp[] = "[0-2][0-9]h[0-5][0-9]:[0-6][0-9].[0-9][0-9][0-9]   *";
+            const bool stamped = fnmatch(kStamp, text, 0) == 0;
             const std::lock_guard hold(guard);
-            kept.emplace_back(text);
+            kept.push_back(stamped ? std::string("@") + (text + 15) : text);
         });
     }
     ~CapturedTrace() { setTraceSink(nullptr); }
 
-    /// The texts so far as the sink got them, and the same with each well-formed stamp as "@".
-    std::vector<std::string> raw() const {
+    /// The texts so far, each with "@" for a well-formed stamp; and the same in one piece.
+    std::vector<std::string> lines() const {
         const std::lock_guard hold(guard);
         return kept;
     }
-    std::vector<std::string> lines() const {
-        static const std::regex stamp("^[0-2][0-9]h[0-5][0-9]:[0-6][0-9]\\.[0-9]{3}   ");
-        auto texts = raw();
-        for (auto& text : texts)
-            text = std::regex_replace(text, stamp, "@");
-        return texts;
+    std::string all() const {
+        std::string text;
+        for (const auto& line : lines())
+            text += line;
+        return text;
     }
 
-  private:
     static inline std::mutex guard;
     static inline std::vector<std::string> kept;
 };

@@ -7,20 +7,14 @@
 #include <iterator>
 #include <string>
 
-class ScratchDirectory {
-  public:
-    ScratchDirectory() : top_(std::filesystem::temp_directory_path() / "zor_test_XXXXXX") {
-        if (!mkdtemp(top_.data())) std::abort();
+struct ScratchDirectory {
+    ScratchDirectory() {
+        if (!mkdtemp(top.data())) std::abort();
     }
-    ~ScratchDirectory() { std::filesystem::remove_all(top_); }
     ScratchDirectory(const ScratchDirectory&) = delete;
-    ScratchDirectory& operator=(const ScratchDirectory&) = delete;
+    ~ScratchDirectory() { std::filesystem::remove_all(top); }
 
-    /// The path of a name in it; of the empty name, the directory's own.
-    std::string path(const std::string& name) const {
-        return name.empty() ? top_ : top_ + "/" + name;
-    }
-
+    std::string path(const std::string& name) const { return top + "/" + name; }
     void write(const std::string& name, const std::string& bytes) const {
         std::ofstream(path(name), std::ios::binary) << bytes;
     }
@@ -29,6 +23,5 @@ class ScratchDirectory {
         return {std::istreambuf_iterator<char>(file), {}};
     }
 
-  private:
-    std::string top_;
+    std::string top = std::filesystem::temp_directory_path() / "zor_test_XXXXXX";
 };

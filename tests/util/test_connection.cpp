@@ -75,8 +75,8 @@ TEST(ConnectionTest, TriesAgainAfterPassingFailuresAndTellsIt) {
     EXPECT_EQ(line.near.ReadBlock(std::string(3, ' ').data(), 3, 0, nullptr), 1);
     feeder.join();
     verboseIpc = 0;
-    EXPECT_EQ(trace.raw().front(), "Connection::ReadBlock: nbr incorrect = -1\n");
-    EXPECT_EQ(trace.raw().back(), "Connection::ReadBlock: nb_read > 1 = 2\n");
+    EXPECT_EQ(trace.lines().front(), "Connection::ReadBlock: nbr incorrect = -1\n");
+    EXPECT_EQ(trace.lines().back(), "Connection::ReadBlock: nb_read > 1 = 2\n");
 }
 
 TEST(ConnectionTest, ClosesOnceAndNeverStandardInput) {

@@ -1,129 +1,104 @@
-#include <gmock/gmock.h>
+#include <fcntl.h>
 #include <gtest/gtest.h>
-#include <sys/stat.h>
 #include <unistd.h>
 
-#include <chrono>
-#include <cstdlib>
 #include <memory>
-#include <string>
-#include <thread>
-#include <vector>
 
 #include "support/captured_trace.h"
+#include "support/pauses.h"
 #include "support/scratch_directory.h"
 #include "util/i_os_file.h"
 #include "util/l_univ.h"
 
-namespace {
-
-using std::chrono::milliseconds;
-using testing::ElementsAre;
+using namespace std::string_literals;
 
 struct File : testing::Test {
     ScratchDirectory scratch;
     CapturedTrace trace;
-    const std::string top = scratch.path("");
-    const std::string name = scratch.path("f");
+    std::string name = scratch.path("f");
+    std::int32_t size = 99;
+
+    // What the file reads as into a buffer, or "null".
+    std::string read(std::int32_t maximum, short checksum) {
+        const std::unique_ptr<char[]> buffer(
+            CreateBufFromFile(name.c_str(), 1, &size, maximum, checksum));
+        return buffer ? std::string(buffer.get(), static_cast<std::size_t>(size)) : "null";
+    }
+    // What it holds after a write, or "failed".
+    std::string write(const std::string& bytes, short append, short checksum) const {
+        const auto length = static_cast<std::int32_t>(bytes.size());
+        return WriteBufToFile(name.c_str(), 1, bytes.data(), length, append, checksum)
+                   ? scratch.read("f")
+                   : "failed";
+    }
 };
 
-TEST_F(File, CreateDirMakesWhatIsMissingAndTellsEachStep) {
-    ASSERT_EQ(chdir(top.c_str()), 0);
-    EXPECT_EQ(create_dir("a/b/c"), 0);
-    EXPECT_EQ(create_dir("a/b/c"), 0);
-    scratch.write("f", "x");
-    EXPECT_EQ(create_dir((name + "/d").c_str()), -1);
-    EXPECT_EQ(create_dir(""), -1);
-    // Of a path from the root, the slash in front and that of the first piece are both traced.
-    EXPECT_THAT(trace.lines(),
-                ElementsAre("@create_dir a/b/c  \n", "@mkdir 0 a 0\n", "@mkdir 0 a/b 0\n",
-                            "@mkdir 0 a/b/c 0\n", "@create_dir " + name + "/d  \n",
-                            "@mkdir -1 /" + name + "/d 20\n", "@create_dir   \n"));
-}
-
-TEST_F(File, ListsRegularFilesByPrefixAndTellsWhatFails) {
+TEST_F(File, DirectoriesAreMadeAndListedAndWhatFailsIsTold) {
+    ASSERT_EQ(chdir(scratch.top.c_str()), 0);
+    EXPECT_EQ(create_dir("a/abdir") + create_dir("a/abdir"), 0);
     const std::string long_name = "ab" + std::string(60, 'x');
-    for (const auto& file : {std::string("abc"), std::string("ba"), long_name}) {
-        scratch.write(file, "123");
-    }
-    ASSERT_EQ(mkdir(scratch.path("abdir").c_str(), 0777), 0);
-    ASSERT_EQ(symlink("nowhere", scratch.path("abgone").c_str()), 0);
+    scratch.write("a/" + long_name, "123");
+    scratch.write("a/ba", "123");
+    EXPECT_EQ(create_dir(scratch.path("a/ba/d").c_str()), -1);
+    EXPECT_EQ(symlink("nowhere", "a/abgone") + create_dir(""), -1);
     l_univ list;
-    get_list_files(top.c_str(), "ab", list);
-    std::vector<std::string> found;
-    for (list.start(); list.off() == 0; list.forth()) {
-        found.emplace_back(static_cast<ElDescFile*>(list.item(t_desc_file))->file.name);
-    }
-    EXPECT_THAT(found, testing::UnorderedElementsAre("abc", long_name.substr(0, 39)));
-    get_list_files(name.c_str(), "", list);
-    RemoveOneFile(name.c_str());
-    EXPECT_THAT(trace.lines(),
-                ElementsAre("@get_list_files: error in stat 2 abgone -1\n",
-                            "@get_list_files: ERROR: Could not open directory 2 " + name + " -1\n",
-                            "@RemoveOneFile: errno, file 2 " + name + " 0\n"));
+    get_list_files("a", "ab", list);
+    list.start();
+    EXPECT_EQ(static_cast<ElDescFile*>(list.item(t_desc_file))->file.name, long_name.substr(0, 39));
+    EXPECT_EQ(list.count(), 1);
+    get_list_files("none", "", list);
+    RemoveOneFile("none");
+    EXPECT_EQ(OpenOrCreateFile("a", "a"), nullptr);
+    // Of a path from the root, the slash in front and that of the first piece are both traced.
+    EXPECT_EQ(trace.all(), "@create_dir a/abdir  \n@mkdir 0 a 0\n@mkdir 0 a/abdir 0\n@create_dir " +
+                               scratch.path("a/ba/d  \n@mkdir -1 /") + scratch.path("a/ba/d 20\n") +
+                               "@create_dir   \n@get_list_files: error in stat 2 abgone -1\n"
+                               "@get_list_files: ERROR: Could not open directory 2 none -1\n"
+                               "@RemoveOneFile: errno, file 2 none 0\n"
+                               "@OpenOrCreateFile: error open OpenError a a errno 21  \n");
 }
 
 TEST_F(File, ADescriptionPrintsOneLineAndHasAByteForm) {
     setenv("TZ", "UTC0", 1);
-    struct stat status {};
-    status.st_size = -2;
-    status.st_atime = 1767258061;  // 2026-01-01 09:01:01 UTC
-    status.st_mtime = 1104537599;  // 2004-12-31 23:59:59 UTC
-    ElDescFile element("calls.log", status);
-    element.print();
-    EXPECT_THAT(trace.raw(), ElementsAre("                calls.log:      -2, a: 26-01-01 "
-                                         "09h01:01, w: 04-12-31 23h59:59\n"));
-    std::string bytes(64, '?');
-    auto* put = reinterpret_cast<unsigned char*>(bytes.data());
-    const unsigned char* get = put;
+    ElDescFile element("", {});
+    const auto bytes = "calls.log\0\xFE\xFF\xFF\xFF\xCD\x37\x56\x69\xFF\xE7\xD5\x41"s;
+    auto get = reinterpret_cast<const unsigned char*>(bytes.data());
+    getDescFile(&element.file, &get);
+    unsigned char copy[64];
+    unsigned char* put = copy;
     putDescFile(element.file, &put);
-    EXPECT_EQ(bytes.substr(0, 23), std::string("calls.log\0\xFE\xFF\xFF\xFF\xCD\x37\x56\x69"
-                                               "\xFF\xE7\xD5\x41?",
-                                               23));
-    DescFile read{};
-    getDescFile(&read, &get);
-    EXPECT_EQ(get, put);
-    EXPECT_STREQ(read.name, "calls.log");
-    EXPECT_EQ(read.write_time, 1104537599);
+    EXPECT_EQ(std::string(copy, put), bytes);
+    element.print();
+    EXPECT_EQ(trace.all(),
+              "                calls.log:      -2, a: 26-01-01 09h01:01, "
+              "w: 04-12-31 23h59:59\n");
 }
 
-TEST_F(File, OpensAtTheEndOrCreates) {
-    for (const char* text : {"one", "two"}) {
-        std::FILE* const stream = OpenOrCreateFile(name.c_str(), "r+");
-        ASSERT_NE(stream, nullptr);
-        EXPECT_EQ(std::ftell(stream), *text == 'o' ? 0 : 3);
-        std::fputs(text, stream);
-        std::fclose(stream);
-    }
-    EXPECT_EQ(scratch.read("f"), "onetwo");
-    EXPECT_EQ(OpenOrCreateFile(top.c_str(), "a"), nullptr);
-    EXPECT_THAT(trace.lines(),
-                ElementsAre("@OpenOrCreateFile: error open OpenError " + top + " a errno 21  \n"));
-}
-
-TEST_F(File, ReadsAWholeFileWithPausesForAnEmptyOrAbsentOneAndAWriterAtWork) {
-    const auto check = [this](short quick, const char* expected, int pauses) {
-        const auto start = std::chrono::steady_clock::now();
+TEST_F(File, IsOpenedAtItsEndAndReadWholeWithPausesBesideAWriter) {
+    // What is read, and the pauses; a writer fills the file in the second one.
+    const auto story = [this](const char* before, short quick, const char* written) {
+        std::filesystem::remove(name);
+        if (before) std::fclose(OpenOrCreateFile(name.c_str(), "r+"));
+        if (before) scratch.write("f", before);
+        std::string pauses;
+        on_pause = [&](long ms) {
+            pauses += " " + std::to_string(ms);
+            if (pauses == " 100 100" && written) scratch.write("f", written);
+        };
         const std::unique_ptr<char[]> text(ReadWholeFile(name.c_str(), quick));
-        const auto spent = std::chrono::steady_clock::now() - start;
-        EXPECT_STREQ(text.get(), expected);
-        EXPECT_GE(spent, milliseconds(100 * pauses));
-        EXPECT_LT(spent, milliseconds(100 * pauses + 95));
+        on_pause = nullptr;
+        return (text ? text.get() : "null") + pauses;
     };
-    check(1, nullptr, 5);
-    for (const char* text : {"ab", "a"}) {
-        scratch.write("f", text);
-        check(0, text[1] ? text : "", 0);
-    }
-    scratch.write("f", "");
-    check(1, "", 1);
-    check(0, "", 4);
-    std::thread writer([this] {
-        std::this_thread::sleep_for(milliseconds(150));
-        scratch.write("f", "written at last");
-    });
-    check(0, "written at last", 2);
-    writer.join();
+    EXPECT_EQ(story(nullptr, 1, nullptr), "null 100 100 100 100 100");
+    EXPECT_EQ(story(nullptr, 1, "late"), "late 100 100");
+    EXPECT_EQ(story("", 0, nullptr), " 100 100 100 100");
+    EXPECT_EQ(story("", 0, "late"), "late 100 100");
+    EXPECT_EQ(story("", 1, "late"), " 100");
+    EXPECT_EQ(story("a", 1, nullptr), "");
+    EXPECT_EQ(story("ab", 1, nullptr), "ab");
+    std::FILE* const stream = OpenOrCreateFile(name.c_str(), "r+");
+    EXPECT_EQ(std::ftell(stream), 2);
+    std::fclose(stream);
 }
 
 TEST_F(File, CofstreamSavesPieceByPieceAndKeepsItsTextUntilTheFileOpens) {
@@ -132,24 +107,58 @@ TEST_F(File, CofstreamSavesPieceByPieceAndKeepsItsTextUntilTheFileOpens) {
         Cofstream log(name.c_str());
         log << "one " << 1 << '\0';
         EXPECT_EQ(log.save(), 1);
-        EXPECT_EQ(scratch.read("f"), std::string("one 1\0", 6));
+        EXPECT_EQ(scratch.read("f"), "one 1\0"s);
         EXPECT_EQ(log.close(), 1);
         log << "two";
     }
-    EXPECT_EQ(scratch.read("f"), std::string("one 1\0two", 9));
-    Cofstream late(scratch.path("d/log").c_str());
+    EXPECT_EQ(scratch.read("f"), "one 1\0two"s);
+    Cofstream late(scratch.path("d/log").c_str()), full("/dev/full");
     late << "kept";
     EXPECT_EQ(late.close(), 0);
-    ASSERT_EQ(mkdir(scratch.path("d").c_str(), 0777), 0);
+    std::filesystem::create_directory(scratch.path("d"));
     scratch.write("d/log", "before, ");
     EXPECT_EQ(late.save(), 1);
     EXPECT_EQ(scratch.read("d/log"), "before, kept");
-    Cofstream full("/dev/full");
     full << "lost";
-    EXPECT_EQ(full.save(), 0);
-    EXPECT_EQ(full.length(), 0);
-    EXPECT_THAT(trace.lines(),
-                ElementsAre("@Cofstream::save: error openw " + scratch.path("d/log") + "  \n"));
+    EXPECT_EQ(full.save() + full.length(), 0);
+    EXPECT_EQ(trace.all(), "@Cofstream::save: error openw " + scratch.path("d/log  \n"));
 }
 
-}  // namespace
+TEST_F(File, AChecksummedBufferStandsByteForByteAndIsRemovedWhenItFails) {
+    const std::uint32_t words[] = {3, 0x9DD6};  // in the machine's own byte order
+    const std::string trailer(reinterpret_cast<const char*>(words), sizeof words);
+    EXPECT_EQ(Crc16(9, "123456789"), 0x31C3);
+    EXPECT_EQ(write("abc", 0, 1), "abc" + trailer);
+    EXPECT_EQ(write(std::string(256, 'x'), 0, 1).substr(260), "\0\0\0\0"s);
+    std::string early = write(std::string(300, 'b'), 0, 1), late = early;
+    early[43] = late[44] = 'c';  // the checksum covers 300 mod 256 bytes
+    const std::string told = "@ERROR CreateBufFromFile: ",
+                      failed =
+                          told + "Inconsistent binary " + "checksum for file:  " + name + "  \n";
+    const std::pair<std::string, char> cases[] = {
+        {"abc" + trailer, 'r'}, {late, 'r'},       {early, 'g'}, {"abcd" + trailer, 'g'},
+        {"plain text", 'g'},    {"8 bytes.", 's'}, {"", 's'}};  // is read, is gone, or stays
+    for (const auto& [bytes, fate] : cases) {
+        scratch.write("f", bytes);
+        const std::string text = read(0, 1);
+        EXPECT_EQ(size, static_cast<std::int32_t>(bytes.size()) - 8);
+        EXPECT_EQ(text, fate == 'r' ? bytes.substr(0, bytes.size() - 8) : "null");
+        EXPECT_EQ(FileExists(name.c_str()), fate != 'g') << bytes;
+    }
+    EXPECT_EQ(trace.all(), failed + failed + failed);
+    scratch.write("f", "plain text");
+    name = "/proc/self/fd/" + std::to_string(open(name.c_str(), O_RDONLY));  // can't be removed
+    EXPECT_EQ(read(0, 1), "null");
+    EXPECT_EQ(trace.lines().back(), told + "unlink failed, errno, file 1 " + name + " 0\n");
+}
+
+TEST_F(File, PlainBuffersAreReadUpToTheMaximumTruncatedAndAppendedTo) {
+    EXPECT_EQ(read(0, 0), "null");
+    EXPECT_EQ(write("made", 1, 1), "made");
+    EXPECT_EQ(write(" more", 1, 1), "made more");
+    EXPECT_EQ(read(4, 0), "made");
+    EXPECT_EQ(write("new", 0, 0), "new");
+    EXPECT_EQ(write("", 1, 1), "failed");
+    for (const char* bad : {"/dev/full", "/none/f"})
+        EXPECT_EQ(WriteBufToFile(bad, 1, "x", 1, 0, 1), 0);
+}

@@ -40,7 +40,7 @@ TEST(Service, TakesAClientAndReportsWhereItStands) {
     EXPECT_EQ(client.CreateService(portOf(listener), 0, 5, 1), 0);  // what was open goes first
     CapturedTrace trace;
     client.Print();
-    EXPECT_THAT(trace.raw(), testing::ElementsAre("Connection: fd= -1\n"));
+    EXPECT_THAT(trace.lines(), testing::ElementsAre("Connection: fd= -1\n"));
 }
 
 TEST(Service, ReuseAndTuningAreSetWhenAskedForExactly) {

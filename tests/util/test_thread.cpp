@@ -1,65 +1,185 @@
 #include <dlfcn.h>
+#include <gmock/gmock.h>
 #include <gtest/gtest.h>
 #include <pthread.h>
 
+#include <algorithm>
 #include <atomic>
-#include <string>
+#include <thread>
 
+#include "support/captured_trace.h"
+#include "support/pauses.h"
+#include "util/i_charstr.h"
+#include "util/i_os_mutex.h"
+#include "util/i_os_table.h"
 #include "util/i_os_thread.h"
-#include "util/i_trace.h"
 
-namespace {
-int size_result = 0;          // what pthread_attr_setstacksize answers
-std::size_t forced_size = 0;  // the stack size that it sets instead of the one asked for
-std::string report;           // the last one of ErrorIpc
-std::atomic<std::size_t> seen_size;
-std::uint32_t seen_id;
-}  // namespace
+static std::size_t asked_size = 0, forced_size = 0;
 
-// Stands before the C library's, so that a test can let it fail or ask for too much.
+// Stands before the C library's, so that a test can ask for too little or too much.
 extern "C" int pthread_attr_setstacksize(pthread_attr_t* attribute, std::size_t size) noexcept {
     using Function = int (*)(pthread_attr_t*, std::size_t);
     static const auto real = reinterpret_cast<Function>(dlsym(RTLD_NEXT, __func__));
-    return size_result != 0 ? size_result : real(attribute, forced_size ? forced_size : size);
+    asked_size = size;
+    return real(attribute, forced_size ? forced_size : size);
 }
 
 namespace {
 
-void* look(void* size_out) {
-    pthread_attr_t attribute;
-    std::size_t size = 0;
-    pthread_getattr_np(pthread_self(), &attribute);
-    pthread_attr_getstacksize(&attribute, &size);
-    pthread_attr_destroy(&attribute);
-    seen_id = threadId();
-    *static_cast<std::atomic<std::size_t>*>(size_out) = size;
-    seen_size.notify_one();
-    threadExit();
+using testing::MatchesRegex;
+
+const std::string kHeading = "\nTbThreadCreated:\n";
+const std::uint32_t own_id = threadId();
+const std::string own_number = std::to_string(static_cast<int>(own_id));
+
+std::string listing() {
+    CharString text;
+    listThreads(text);
+    return text.c_str();
+}
+
+// The tests share one table and run in this order; this one makes its first entries.
+TEST(Table, ASlotIsTakenMarkedListedAndReused) {
+    const CapturedTrace trace;
+    verboseIpc = 1;
+    int pauses = 0;
+    on_pause = [&pauses](long ms) {
+        if (++pauses == 7) PutThreadInTbThread("twelve_bytes", 7, own_id);
+        EXPECT_EQ(ms, 50);
+    };
+    setThreadTrace(9);
+    EXPECT_EQ(listing() + threadName(), kHeading + "\nUnknown");
+    EXPECT_EQ(pauses, 5);
+    setThreadTrace(12);  // its entry is made while it waits
+    EXPECT_EQ(pauses, 7);
+    on_pause = nullptr;
+    PutThreadInTbThread("second", 0xFFFFFFF0, 0x80000000);
+    const std::string first = "   1  twelve_byte  Hd   7 Id" + own_number + "  Trace 12";
+    const std::string second = "\n   2       second  Hd -16 Id-2147483648  Trace -1\n\n";
+    setThreadWaitNote("a/abcdefghijklmnopqrst.cpp", 123456);
+    EXPECT_EQ(listing() + threadName(), kHeading + first + second + "twelve_byte");
+    mutexNotes = 1;
+    EXPECT_EQ(listing(), kHeading + first + " wait mutex abcdefghijklmnopqrst.cpp 123456" + second);
+    setThreadWaitNote(nullptr, -1);
+    EXPECT_EQ(listing(), kHeading + first + second);
+    mutexNotes = 0;
+    RemoveThreadFromTb();
+    RemoveThreadFromTb();
+    verboseIpc = 0;
+    PutThreadInTbThread("", 7, own_id);
+    const std::string third = "   3               Hd   7 Id" + own_number + "  Trace -1";
+    EXPECT_EQ(listing(), kHeading + third + second);
+    RemoveThreadFromTb();
+    EXPECT_EQ(trace.all(), "@PutThreadInTbThread 7 twelve_bytes " + own_number +
+                               "\n@PutThreadInTbThread -16 second -2147483648\n"
+                               "@RemoveThreadFromTb 7 twelve_byte " +
+                               own_number + "\n");
+}
+
+// Threads that are started at once find their names, wait to be resumed, and leave the table.
+TEST(Table, ManyThreadsStartThreadsAtOnce) {
+    const std::string before = listing();
+    static std::atomic<int> named{0}, left{0};
+    const auto entry = [](void*) -> void* {
+        while (threadName() != std::string("suspended"))  // it may run before its entry is made
+            threadYield();
+        ++named;
+        threadSuspend(threadId());
+        RemoveThreadFromTb();
+        ++left;
+        return nullptr;
+    };
+    std::uint32_t ids[40];
+    const auto start = [&ids, entry](int from) {
+        for (int i = from; i < from + 10; ++i)
+            ids[i] = threadCreate("suspended", entry, 0, 0, nullptr, 0);
+    };
+    for (std::jthread starters[] = {std::jthread(start, 0), std::jthread(start, 10),
+                                    std::jthread(start, 20), std::jthread(start, 30)};
+         auto& starter : starters)
+        starter.join();
+    while (named < 40)
+        EXPECT_EQ(listing().find(kHeading), 0U);
+    EXPECT_EQ(left + threadSuspend(4711), 0);
+    for (const std::uint32_t id : ids)
+        threadResume(id);
+    while (left < 40)
+        threadYield();
+    EXPECT_EQ(listing(), before);
+}
+
+TEST(Table, TheFiftySixthEntryIsRefused) {
+    const CapturedTrace trace;
+    RemoveThreadFromTb();
+    PutThreadInTbThread("own", 1, own_id);
+    const auto used = [] { return std::ranges::count(listing(), '\n') - 3; };
+    for (std::uint32_t i = 0; used() < 55; ++i)
+        PutThreadInTbThread("x", 100 + i, 100 + i);
+    const std::string full = listing() + trace.all();
+    PutThreadInTbThread("a_name_not_cut", 1, 99);
+    EXPECT_EQ(listing() + trace.all(),
+              full + "@error in PutThreadInTbThread: table is full! a_name_not_cut  \n");
+    RemoveThreadFromTb();
+    PutThreadInTbThread("again", 1, own_id);
+    EXPECT_EQ(used(), 55);
+}
+
+// Walks with the caller's chain bent: the words of both records are kept and given back.
+[[gnu::noinline]] std::string walk(volatile void** caller, int limit, bool end, bool loop) {
+    char text[2048] = "kept|";
+    const auto own = static_cast<volatile void**>(__builtin_frame_address(0));
+    volatile void* const saved[] = {own[1], caller[0], caller[1]};
+    if (end) own[1] = nullptr, caller[1] = nullptr;  // one of them is ours, by the machine
+    if (loop) caller[0] = caller;
+    tracebackToBuffer(text, 0, limit);
+    own[1] = saved[0], caller[0] = saved[1], caller[1] = saved[2];
+    return text;
+}
+
+TEST(Traceback, BeginsWithTheCallerAndStopsAtTheLimitOrWhereTheChainEnds) {
+    const auto record = static_cast<volatile void**>(__builtin_frame_address(0));
+    const std::string line = " pc:0x[0-9a-f]{8,16}\n", kept = "kept\\|";
+    const std::string end = "End traceback thread [0-9]+, nb recurence ";
+    const std::string text = walk(record, 2, false, false);
+    EXPECT_THAT(text, MatchesRegex(kept + "0" + line + "1" + line + end + "2 stack size 0 \n"));
+    const auto offset =
+        std::stoull(text.substr(12), nullptr, 16) - reinterpret_cast<std::uintptr_t>(&walk);
+    EXPECT_LT(offset, 2048U);  // the first line leads into the caller
+    EXPECT_THAT(walk(record, 0, false, false), MatchesRegex(kept + end + "0 stack size 0 \n"));
+    EXPECT_THAT(walk(record, 9, true, false), MatchesRegex(kept + "0" + line + end + "1 stack.*"));
+    EXPECT_THAT(walk(record, 9, false, true), testing::HasSubstr(", nb recurence 2 stack"));
+    const CapturedTrace trace;
+    tracebackToTrace();
+    EXPECT_THAT(trace.all(), MatchesRegex("@0" + line + "   \n(.|\n)*@" + end + ".*\n   \n"));
 }
 
 TEST(Thread, HasTheFixedStackAndReportsWhatFails) {
-    errorIpcHandler = [](short number, const char* module, const char* word, const char* code) {
-        report = std::to_string(number) + " " + module + " " + word + " " + code;
+    RemoveThreadFromTb();  // room for the one that starts
+    static std::atomic<std::uint32_t> seen;
+    const auto entry = [](void* id) -> void* {
+        *static_cast<std::atomic<std::uint32_t>*>(id) = threadId();
+        seen.notify_one();
+        threadExit();
     };
-    for (const int result : {0, EINVAL}) {
-        size_result = result;
-        seen_size = 0;
-        const std::uint32_t id = threadCreate("looks", look, 0, 8192, &seen_size, 1);
-        seen_size.wait(0);
-        EXPECT_EQ(seen_id, id);
-        EXPECT_TRUE(seen_size == 2097152U || result != 0);
-        EXPECT_EQ(report, result == 0 ? "" : "11 i_os threadSetStacksize 22");
-    }
-    size_result = 0;
+    const std::uint32_t id = threadCreate("looks", entry, 0, 8192, &seen, 1);
+    seen.wait(0);
+    EXPECT_EQ(seen, id);
+    EXPECT_EQ(asked_size, 2097152U);
+    const CapturedTrace trace;
+    errorIpcHandler = [](short number, const char* module, const char* word, const char* code) {
+        tracePrintfRaw("%d %s %s %s", number, module, word, code);
+    };
     forced_size = SIZE_MAX - (std::size_t{1} << 26) + 1;  // no machine has such a stack
-    EXPECT_EQ(threadCreate("none", look, 0, 0, &seen_size, 0), 0U);
-    EXPECT_EQ(report.substr(0, 23), "11 i_os threadCreate 11");
+    EXPECT_EQ(threadCreate("none", entry, 0, 0, &seen, 0), 0U);
+    EXPECT_EQ(trace.all(), "11 i_os threadCreate 11");
 }
 
-TEST(Thread, SleepGivesTheResultOfTheSystem) {
-    EXPECT_EQ(threadSleep(0), 0);
+TEST(Thread, SleepIsOnePauseWithTheResultOfTheSystem) {
     EXPECT_EQ(threadSleep(-1), -1);
-    EXPECT_EQ(threadYield(), 0);
+    long asked = 0;
+    on_pause = [&asked](long ms) { asked = asked * 10000 + ms; };
+    EXPECT_EQ(threadSleep(2345) + threadYield(), 0);
+    EXPECT_EQ(asked, 23450010);
 }
 
 }  // namespace
