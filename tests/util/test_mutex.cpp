@@ -1,11 +1,11 @@
 #include <gmock/gmock.h>
 
-#include <atomic>
+#include <climits>
 #include <string>
 #include <thread>
 #include <vector>
 
-#include "util/i_os_mutex.h"
+#include "util/i_os_sync.h"
 #include "util/i_os_thread.h"
 #include "util/i_trace.h"
 
@@ -23,9 +23,9 @@ using testing::IsEmpty;
 std::vector<std::string> traced;
 std::vector<std::string> reports;  // "number module operation code"
 
-class MutexTest : public testing::Test {
+class LockTest : public testing::Test {
   protected:
-    MutexTest() {
+    LockTest() {
         traced.clear();
         reports.clear();
         setTraceSink([](const char* text) { traced.emplace_back(text); });
@@ -34,7 +34,7 @@ class MutexTest : public testing::Test {
         };
         mutexInit(&m, "a lock");
     }
-    ~MutexTest() override {
+    ~LockTest() override {
         mutexNotes = 0;
         mutexDestroy(m);
         setTraceSink(nullptr);
@@ -49,7 +49,7 @@ class MutexTest : public testing::Test {
     Mutex* m = nullptr;
 };
 
-TEST_F(MutexTest, NullIsLegalAndTheFirstOfTwoReleasesClearsTheOwnerOnly) {
+TEST_F(LockTest, NullIsLegalAndTheFirstOfTwoReleasesClearsTheOwnerOnly) {
     EXPECT_EQ(mutexGet(nullptr, "f", 1), -1);
     EXPECT_EQ(mutexTry(nullptr, "f", 1), 0);
     EXPECT_EQ(mutexRel(nullptr), -1);
@@ -69,7 +69,7 @@ TEST_F(MutexTest, NullIsLegalAndTheFirstOfTwoReleasesClearsTheOwnerOnly) {
     EXPECT_EQ(m->lock_record.owner, nullptr);
 }
 
-TEST_F(MutexTest, FailedCallsAreReportedAndHandedBack) {
+TEST_F(LockTest, FailedCallsAreReportedAndHandedBack) {
     EXPECT_EQ(mutexRel(m), EPERM);
     // A checking mutex in place of the recursive one is the way to make a take fail.
     pthread_mutexattr_t checking;
@@ -90,7 +90,7 @@ TEST_F(MutexTest, FailedCallsAreReportedAndHandedBack) {
                                      "15 i_os mutexGet " + std::to_string(EDEADLK)));
 }
 
-TEST_F(MutexTest, NotesTellTheHolderOnceAndOnlyWhileSwitchedOn) {
+TEST_F(LockTest, NotesTellTheHolderOnceAndOnlyWhileSwitchedOn) {
     mutexGet(m, "first.cpp", 10);
     mutexGet(m, "second.cpp", 11);
     EXPECT_EQ(m->call_stack, nullptr);
@@ -122,11 +122,11 @@ TEST_F(MutexTest, NotesTellTheHolderOnceAndOnlyWhileSwitchedOn) {
     EXPECT_THAT(traced.at(2), HasSubstr("get mutex second.cpp 2"));
 }
 
-TEST_F(MutexTest, ExcludesWithAndWithoutNotesAndShowsItsOwnerToOthers) {
+TEST_F(LockTest, ExcludesWithAndWithoutNotesAndShowsItsOwnerToOthers) {
     constexpr int kTakes = 400;
     setTraceSink([](const char*) {});
     int total = 0;  // guarded by m
-    std::vector<std::thread> threads;
+    std::vector<std::jthread> threads;
     for (int t = 0; t < 4; ++t) {
         threads.emplace_back([&, t] {
             std::uint32_t unused = 0;
@@ -139,10 +139,127 @@ TEST_F(MutexTest, ExcludesWithAndWithoutNotesAndShowsItsOwnerToOthers) {
             }
         });
     }
-    for (std::thread& thread : threads)
-        thread.join();
+    threads.clear();
     EXPECT_EQ(total, 4 * kTakes);
     EXPECT_EQ(m->call_stack, nullptr);
+}
+
+TEST_F(LockTest, SemaphoreCountsPostsAndAnswersEachFaultInItsForm) {
+    EXPECT_EQ(semLock(nullptr, 0, 0), -4);
+    EXPECT_EQ(semLock(nullptr, -1) + semUnLock(nullptr) + semDestroy(nullptr), 0);
+    sem_t* s = nullptr;
+    ASSERT_EQ(semInit(&s, 1), 1);
+    EXPECT_EQ(semLock(s, 8, 9), 0);
+    EXPECT_EQ(semLock(s, 0), 0) << "a try";
+    EXPECT_TRUE(reports.empty()) << "a refused try is an answer";
+    std::thread poster([s] { EXPECT_EQ(semUnLock(s), 1); });
+    EXPECT_EQ(semLock(s, -1), 1) << "waits without limit";
+    poster.join();
+    EXPECT_EQ(semDestroy(s), 1);
+
+    ASSERT_EQ(semInit(&s, SEM_VALUE_MAX), 1);
+    EXPECT_EQ(semUnLock(s), 0) << "overflow";
+    semDestroy(s);
+    s = nullptr;
+    EXPECT_EQ(semInit(&s, SEM_VALUE_MAX + 1u), 0);
+    EXPECT_NE(s, nullptr) << "set all the same";
+    semDestroy(s);
+    EXPECT_THAT(reports, ElementsAre("20 i_os semUnLock -1", "18 i_os semInit -1"));
+}
+
+TEST(ReadWriteLock, CountsGrantsAndKeepsTheNoteOfTheLast) {
+    ReadWriteLock lock;
+    rwInit(&lock);
+    // Read, write, or give back as a Reader or Writer.
+    const struct {
+        char operation;
+        short granted, readers, writers;
+    } steps[] = {{'r', 1, 1, 0}, {'r', 1, 2, 0}, {'w', 0, 2, 0}, {'R', 1, 1, 0}, {'w', 0, 1, 0},
+                 {'R', 1, 0, 0}, {'w', 1, 0, 1}, {'w', 0, 0, 1}, {'r', 0, 0, 1}, {'W', 1, 0, 0},
+                 {'w', 1, 0, 1}, {'w', 0, 0, 1}, {'W', 1, 0, 0}, {'r', 1, 1, 0}, {'R', 1, 0, 0}};
+    for (const auto& step : steps) {
+        const bool exclusive = step.operation == 'w' || step.operation == 'W';
+        const std::string note = lock.note ? lock.note : "";
+        if (step.operation < 'a') {
+            rwUnlock(&lock, exclusive);
+        } else {
+            const std::string own = note + step.operation;
+            EXPECT_EQ(rwLock(&lock, exclusive, 0, own.c_str()), step.granted);
+            EXPECT_EQ(lock.note, step.granted ? own : note);
+        }
+        EXPECT_EQ(lock.readers, step.readers);
+        EXPECT_EQ(lock.writers, step.writers);
+    }
+    rwDestroy(&lock);
+    EXPECT_EQ(lock.note, nullptr);
+}
+
+TEST(ReadWriteLock, KeepsWritersAloneUnderContention) {
+    constexpr int kRounds = 500;
+    ReadWriteLock lock;
+    rwInit(&lock);
+    long first = 0, second = 0;  // equal for every reader
+    std::vector<std::jthread> threads;
+    for (int t = 0; t < 4; ++t) {
+        threads.emplace_back([&, exclusive = static_cast<short>(t % 2)] {
+            for (int i = 0; i < kRounds; ++i) {
+                ASSERT_EQ(rwLock(&lock, exclusive), 1);
+                if (exclusive) ++first;
+                EXPECT_EQ(first, second + exclusive);
+                if (exclusive) ++second;
+                rwUnlock(&lock, exclusive);
+            }
+        });
+    }
+    threads.clear();
+    EXPECT_EQ(first, 2 * kRounds);
+    rwDestroy(&lock);
+}
+
+void awaitWaiters(Gate& gate, std::int32_t count) {
+    for (std::int32_t waiters = -1; waiters != count; std::this_thread::yield()) {
+        const MutexHold hold(gate.mutex, "test", __LINE__);
+        waiters = gate.waiters;
+    }
+}
+
+TEST(Gate, OpensOnceForThoseThatWaitAndForAllThatCome) {
+    Gate gate;
+    gateInit(&gate);
+    EXPECT_EQ(gateWait(&gate, 0), 0) << "shut";
+    EXPECT_EQ(gate.waiters, 0);
+    std::vector<std::jthread> threads;
+    for (int t = 0; t < 8; ++t)
+        threads.emplace_back([&] { EXPECT_EQ(gateWait(&gate), 1); });
+    awaitWaiters(gate, 8);
+    gateOpen(&gate);
+    gateOpen(&gate);
+    threads.clear();
+    EXPECT_LT(gate.waiters, 0);
+    EXPECT_EQ(gateWait(&gate, 0), 1);
+    EXPECT_EQ(gate.mutex->lock_record.count, 0) << "no Mutex held behind it";
+    gateDestroy(&gate);
+    EXPECT_EQ(gateWait(&gate), 0) << "closed";
+    gateOpen(&gate);
+    gateDestroy(&gate);
+}
+
+TEST(Gate, MayBeDestroyedUnderThreadsThatWaitAndThatCome) {
+    for (int round = 0; round < 50; ++round) {
+        Gate gate;
+        gateInit(&gate);
+        std::vector<std::jthread> threads;
+        for (int t = 0; t < 4; ++t) {
+            threads.emplace_back([&] {
+                gateWait(&gate);
+                while (gateWait(&gate))
+                    continue;  // 1 while open, 0 once closed
+            });
+        }
+        if (round % 2 == 0) awaitWaiters(gate, 4);
+        gateDestroy(&gate);
+        threads.clear();
+    }
 }
 
 }  // namespace
