@@ -4,7 +4,6 @@
 #include <string>
 
 #include "norba/i_msg.h"
-#include "util/i_os.h"
 
 namespace {
 
@@ -21,16 +20,11 @@ const std::string kJoinFrame =
     std::string(104, '\0');
 
 TEST(FrameTest, PutsTheHeaderOnTheWireByteForByte) {
-    Mutex* guard = nullptr;
-    mutexInit(&guard, "count");
-    msg_count_guard = guard;
     const std::int32_t made = msg_to_send_made, alive = msg_to_send_alive;
     delete new MsgToSend(0, new char[132]);
     MsgToSend frame(6);
     EXPECT_EQ(msg_to_send_made, made + 2);
     EXPECT_EQ(msg_to_send_alive, alive + 1);
-    msg_count_guard = nullptr;
-    mutexDestroy(guard);
     frame.setType(10);
     frame.setOp(6);
     EXPECT_EQ(std::string(frame.buffer() + 4, 2), "\xFF\xFF") << "stale until Serialise";
