@@ -6,6 +6,8 @@
 #include <cstdlib>
 #include <cstring>
 
+#include "simulator/sim_clients.h"
+#include "simulator/sim_deadlock.h"
 #include "simulator/sim_server.h"
 
 namespace {
@@ -15,20 +17,47 @@ constexpr long kHighestPort = 65535;
 constexpr int kExitFailure = 1;
 constexpr int kExitUsage = 2;
 
+constexpr long kLongestPace = 60'000;  // ms
+constexpr long kMostLines = 90;        // so that the numbers of two instances stay apart
+
 constexpr char kUsage[] =
-    "Usage: zor_sim [--port N]\n"
+    "Usage: zor_sim [--port N] [--pace MS] [--lines N]\n"
     "Serves maintenance consoles as the telephony server does.\n"
     "  --port N   listen on port N instead of 3595; 0 takes any free port\n"
+    "  --pace MS  let the telephony move every MS ms instead of 700; 10 to 60000\n"
+    "  --lines N  give each server instance N lines instead of 12; 2 to 90\n"
     "  --help     print this and end\n"
-    "Exit status: 1 if the port can't be had, 2 for a wrong command line.\n";
+    "Exit status: 0 after stop, 1 if the port can't be had, 2 for a wrong command line.\n";
 
-/// The port that `text` names, or -1 if it names none.
-long parsePort(const char* text) {
+/// What the command line may set, with its bounds.
+struct Settings {
+    struct Setting {
+        const char* name;
+        long least, most, value;
+    } all[3] = {{"--port", 0, kHighestPort, kDefaultPort},
+                {"--pace", 10, kLongestPace, 700},
+                {"--lines", 2, kMostLines, 12}};
+
+    int port() const { return static_cast<int>(all[0].value); }
+    int pace() const { return static_cast<int>(all[1].value); }
+    int lines() const { return static_cast<int>(all[2].value); }
+};
+
+/// Stores the number that `text` is; false if it is none within the bounds.
+bool readNumber(const char* text, Settings::Setting& setting) {
     char* end = nullptr;
     errno = 0;
-    const long port = std::strtol(text, &end, 10);
-    const bool number = end != text && *end == 0 && errno == 0;
-    return number && port >= 0 && port <= kHighestPort ? port : -1;
+    const long number = std::strtol(text, &end, 10);
+    if (end == text || *end != 0 || errno != 0) return false;
+    if (number < setting.least || number > setting.most) return false;
+    setting.value = number;
+    return true;
+}
+
+bool readSetting(Settings& settings, const char* name, const char* text) {
+    for (Settings::Setting& setting : settings.all)
+        if (std::strcmp(name, setting.name) == 0) return text && readNumber(text, setting);
+    return false;
 }
 
 [[noreturn]] void endWithUsage(std::FILE* stream, int status) {
@@ -36,29 +65,30 @@ long parsePort(const char* text) {
     std::exit(status);
 }
 
-/// The port asked for on the command line. Ends the process on --help and on a wrong word.
-std::int32_t readCommandLine(int count, char** words) {
-    long port = kDefaultPort;
-    for (int i = 1; i < count; ++i) {
+/// Reads the command line. Ends the process on --help and on a wrong word.
+Settings readCommandLine(int count, char** words) {
+    Settings settings;
+    for (int i = 1; i < count; i += 2) {
         if (std::strcmp(words[i], "--help") == 0) endWithUsage(stdout, 0);
-        const bool has_value = std::strcmp(words[i], "--port") == 0 && i + 1 < count;
-        port = has_value ? parsePort(words[++i]) : -1;
-        if (port < 0) endWithUsage(stderr, kExitUsage);
+        if (!readSetting(settings, words[i], words[i + 1])) endWithUsage(stderr, kExitUsage);
     }
-    return static_cast<std::int32_t>(port);
+    return settings;
 }
 
 }  // namespace
 
 int main(int count, char** words) {
-    const std::int32_t port = readCommandLine(count, words);
+    const Settings settings = readCommandLine(count, words);
     std::setvbuf(stdout, nullptr, _IOLBF, BUFSIZ);  // whole lines at once, in a pipe and a file too
-    static SimServer server;
-    if (!server.open(port)) {
+    simInstallDeadLockReport();
+    SimClients::install();
+    static SimServer server(settings.lines());
+    if (!server.open(settings.port())) {
         const int reason = LastError();
-        std::fprintf(stderr, "zor_sim: can't listen on port %d: %s\n", port, std::strerror(reason));
+        std::fprintf(stderr, "zor_sim: can't listen on port %d: %s\n", settings.port(),
+                     std::strerror(reason));
         return kExitFailure;
     }
     std::printf("zor_sim: listening on port %d\n", server.port());
-    server.run();
+    if (!server.run(settings.pace())) std::_Exit(kExitFailure);  // a thread still uses the server
 }

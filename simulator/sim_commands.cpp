@@ -1,135 +1,109 @@
 #include "simulator/sim_commands.h"
 
-#include <cstdint>
-#include <cstdio>
-#include <cstring>
-
+#include "simulator/sim_commands_list.h"
 #include "simulator/sim_server.h"
 #include "simulator/sim_session.h"
-#include "util/i_charstr.h"
+#include "simulator/sim_text.h"
 
 namespace {
 
-constexpr std::size_t kWordSize = 64;  // bytes of a command word; a longer one is no command
-constexpr int kMostKeys = 1000;        // keys that may be asked for at once
+constexpr std::size_t kWordSize = 64;  // bytes of a word; a longer one is none of ours
 
-/// A row of the command table. `run` gets what stands behind the command word.
-struct Command {
-    const char* name;
-    const char* arguments;
-    const char* help;
-    void (*run)(SimSession& session, CharString& arguments);
-};
+void help(SimOrder& order);
 
-/// Reads one number from `least` to `most`; tells the console what is needed otherwise.
-bool readNumber(SimSession& session, CharString& arguments, int least, int most, int* number) {
-    arguments >> *number;
-    if (arguments.good() && *number >= least && *number <= most) return true;
-    session.sendText("zor_sim: a number from " + std::to_string(least) + " to " +
-                     std::to_string(most) + " is needed here.\n");
-    return false;
-}
-
-bool isBlank(const char* text) {
-    return text[std::strspn(text, " \t\r")] == 0;
-}
-
-void help(SimSession& session, CharString& arguments);
-
-void echo(SimSession& session, CharString& arguments) {
-    const char* text = arguments.c_str();
-    session.sendText(std::string(*text == ' ' ? text + 1 : text) + "\n");
-}
-
-void consoles(SimSession& session, CharString&) {
-    session.sendText(session.server().listConsoles());
-}
-
-void clear(SimSession& session, CharString&) {
-    session.sendText("<clear-screen>\n");
-}
-
-void key(SimSession& session, CharString& arguments) {
-    int count = 1;
-    if (!isBlank(arguments.c_str()) && !readNumber(session, arguments, 1, kMostKeys, &count))
-        return;
-    session.sendText("zor_sim: press " + std::to_string(count) + (count > 1 ? " keys" : " key") +
-                     ".\n");
-    session.askKeys(count);
-}
-
-void nokey(SimSession& session, CharString&) {
-    session.backToLines();
-}
-
-void body(SimSession& session, CharString& arguments) {
-    int length = 0;
-    if (readNumber(session, arguments, 0, FrameReader::kBodyLimit, &length))
-        session.sendBody(length, true);
-}
-
-void hidden(SimSession& session, CharString& arguments) {
-    int length = 0;
-    if (!readNumber(session, arguments, 0, FrameReader::kBodyLimit, &length)) return;
-    session.sendBody(length, false);
-    session.sendText("zor_sim: " + std::to_string(length) + " bytes went out unseen.\n");
-}
-
-/// The arguments of the console's command line come as the text "0 p -xxx-yyy".
-void forwarded(SimSession& session, CharString& arguments) {
-    char word[kWordSize] = "";
-    arguments >> word;
-    const bool known = arguments.good() && std::strcmp(word, "p") == 0;
-    session.sendText(known
-                         ? "zor_sim: your command line says" + std::string(arguments.c_str()) + "\n"
-                         : "zor_sim: 0 p and options is what a command line sends.\n");
-}
-
-void bye(SimSession& session, CharString&) {
-    session.sendText("zor_sim: bye.\n");
-    session.hangUp();
-}
-
-constexpr Command kCommands[] = {
+constexpr SimCommand kCommands[] = {
     {"help", "", "this list", help},
-    {"echo", "TEXT", "TEXT comes back", echo},
-    {"consoles", "", "the consoles that are connected", consoles},
-    {"clear", "", "clear your screen", clear},
-    {"key", "[N]", "take your next N keys one by one; without N, one", key},
-    {"nokey", "", "back to line input, whatever was asked before", nokey},
-    {"body", "N", "send you one body of N bytes, at most 1000000", body},
-    {"hidden", "N", "send you N bytes that your console drops", hidden},
-    {"0", "p -OPTIONS", "what your console sends of its own command line", forwarded},
-    {"bye", "", "hang up; your console connects again", bye},
+    {"lines", "", "the lines and what they do", simLines, true},
+    {"calls", "", "the calls under way", simCalls, true},
+    {"history", "LINE [N]", "the last calls of a line; with N, all of the N-th", simHistory, true},
+    {"agents", "", "the agents and their states", simAgents, true},
+    {"voicemail", "", "the messages in the voice mail", simVoiceMail, true},
+    {"watch", "", "events as they come, until you type a line", simWatch, true},
+    {"filter", "", "narrow the lines key by key; best behind stty -icanon", simFilter, true},
+    {"ask", "", "asks who calls whom, and lets them", simAsk, true},
+    {"xml", "", "the lines as XML", simXml, true},
+    {"dico", "[NAME [VALUE]]", "the dictionaries: all, one, one word", simDico},
+    {"kels", "[N on|off]", "the server instances; connect one or disconnect it", simKels},
+    {"consoles", "", "the consoles that are connected", simConsoles},
+    {"threads", "", "the thread table", simThreads},
+    {"locks", "", "a dead-lock made on purpose, its report, and its end", simLocks},
+    {"trace", "on|off", "the server's trace lines on your screen", simTrace},
+    {"files", "", "a checksummed file: written, listed, read, damaged", simFiles, true},
+    {"echo", "TEXT", "TEXT comes back", simEcho},
+    {"clear", "", "clear your screen", simClear},
+    {"key", "[N]", "take your next N keys one by one; without N, one", simKey},
+    {"nokey", "", "back to line input, whatever was asked before", simNoKey},
+    {"body", "N", "send you one body of N bytes, at most 1000000", simBody},
+    {"hidden", "N", "send you N bytes that your console drops", simHidden},
+    {"0", "p -OPTIONS", "what your console sends of its own command line", simOptions},
+    {"bye", "", "hang up; your console connects again", simBye},
+    {"stop", "", "end zor_sim", simStop},
 };
 
-void help(SimSession& session, CharString&) {
+void help(SimOrder& order) {
     std::string text = "Commands of zor_sim:\n";
-    for (const Command& command : kCommands) {
-        const std::string usage = std::string(command.name) + " " + command.arguments;
-        char line[120];
-        std::snprintf(line, sizeof line, "    %-14s %s\n", usage.c_str(), command.help);
-        text += line;
-    }
-    session.sendText(text + "Your console keeps for itself: KELx, >> filename\n");
+    for (const SimCommand& command : kCommands)
+        text += simText("    %-9s %-14s %s\n", command.name, command.arguments, command.help);
+    simSay(order, text + "Your console keeps for itself: KELx, >> filename\n");
 }
 
-const Command* findCommand(const char* name) {
-    for (const Command& command : kCommands)
-        if (std::strcmp(command.name, name) == 0) return &command;
+const SimCommand* findCommand(const std::string& name) {
+    for (const SimCommand& command : kCommands)
+        if (name == command.name) return &command;
     return nullptr;
+}
+
+/// The commands that begin with what was typed, to help a short memory.
+std::string similar(const std::string& word) {
+    std::string names;
+    for (const SimCommand& command : kCommands)
+        if (!word.empty() && word.front() == command.name[0])
+            names += std::string(names.empty() ? " Do you mean " : ", ") + command.name;
+    return names.empty() ? names : names + "?";
+}
+
+void runOrder(SimOrder& order, const std::string& line) {
+    const std::string word = simReadWord(order);
+    if (const SimCommand* const command = findCommand(word)) {
+        if (!command->needs_model || order.model) return command->run(order);
+        return simSay(order, simText("zor_sim: KEL %d isn't connected; kels tells which are.\n",
+                                     order.session.kel()));
+    }
+    simSay(order, simText("zor_sim: no command \"%s\".%s Type help for the list.\n",
+                          line.substr(0, kWordSize).c_str(), similar(word).c_str()));
 }
 
 }  // namespace
 
-void runCommand(SimSession& session, const std::string& line) {
-    if (isBlank(line.c_str()))
-        return session.sendText("zor_sim: " + session.describe() + ". Type help.\n");
-    CharString input(line.c_str());
+std::span<const SimCommand> simCommands() {
+    return kCommands;
+}
+
+void runCommands(SimSession& session, const std::string& line) {
+    const std::string text = line.substr(0, line.find('\n'));
+    SimOrder order{session, session.id(), session.server().exchange().find(session.kel()),
+                   CharString(text.c_str())};
+    if (text.find_first_not_of(" \t\r") == std::string::npos)
+        return simSay(order, "zor_sim: " + session.describe() + ". Type help.\n");
+    runOrder(order, text);
+}
+
+void simSay(const SimOrder& order, const std::string& text) {
+    const CharString whole(text.c_str());
+    client_write(order.client, &whole);
+}
+
+bool simReadNumber(SimOrder& order, int least, int most, int* number) {
+    order.words >> *number;
+    if (order.words.good() && *number >= least && *number <= most) return true;
+    simSay(order, simText("zor_sim: a number from %d to %d is needed here.\n", least, most));
+    return false;
+}
+
+std::string simReadWord(SimOrder& order) {
     char word[kWordSize] = "";
-    input >> word;
-    const Command* const command = input.good() ? findCommand(word) : nullptr;
-    if (command) return command->run(session, input);
-    session.sendText("zor_sim: no command \"" + line.substr(0, kWordSize) +
-                     "\". Type help for the list.\n");
+    CharString words(order.words);  // a copy forgets failures of words before
+    words >> word;
+    order.words = words;
+    return word;
 }

@@ -1,46 +1,35 @@
 #pragma once
-// The listening side of zor_sim: it takes the consoles that connect, gives each a session in a
-// thread of its own, and knows who is there.
+// The listening side of zor_sim: it takes the consoles that connect and gives each a session.
 
+#include <atomic>
 #include <cstdint>
-#include <memory>
-#include <string>
-#include <vector>
 
+#include "simulator/sim_exchange.h"
 #include "util/i_cnxsock.h"
-#include "util/i_os.h"
 
-class SimSession;
-
-/// One simulated server on one port. It lives as long as the process: session threads refer to it.
+/// One server process on one port. Its sessions refer to it: it lives until their threads are done.
 class SimServer {
   public:
-    SimServer();
-    ~SimServer();
-    SimServer(const SimServer&) = delete;
-    SimServer& operator=(const SimServer&) = delete;
+    /// A server whose instances have `lines` lines each.
+    explicit SimServer(int lines) : exchange_(lines) {}
 
     /// Listens on `port`, 0 for any free one. Gives 1, or 0 with the reason in LastError.
     short open(std::int32_t port);
-
     /// The port that it listens on, the real one also where 0 was asked for.
     std::int32_t port() const;
 
-    /// Takes consoles without end. It runs on the thread that opened the server.
-    [[noreturn]] void run();
+    /// Lets the instances step every `pace` ms and takes consoles until `stop`; then hangs up all
+    /// of them and waits for the threads, 10 s at most. Gives whether all of them have ended.
+    bool run(std::int32_t pace);
+    /// Makes `run` come to its end. Any thread.
+    void stop();
 
-    /// One line of text for each console that is connected. Any thread.
-    std::string listConsoles() const;
+    SimExchange& exchange() { return exchange_; }
 
   private:
-    struct Start;
-    static void* sessionEntry(void* argument);
     void takeConsole();
-    void startSession(std::unique_ptr<SimSession> session);
-    void leave(const SimSession* session);
 
     Connection listener_;
-    int consoles_taken_ = 0;                             // used by the accepting thread alone
-    Mutex* mutex_ = nullptr;                             // "mutex_consoles"
-    std::vector<std::unique_ptr<SimSession>> sessions_;  // guarded by mutex_
+    SimExchange exchange_;
+    std::atomic<bool> stopping_{false};
 };

@@ -1,11 +1,16 @@
 #include "simulator/sim_session.h"
 
+#include <sys/socket.h>
+
 #include <algorithm>
-#include <cctype>
-#include <cstdio>
+#include <cstdlib>
 #include <cstring>
 
+#include "simulator/sim_clients.h"
 #include "simulator/sim_commands.h"
+#include "simulator/sim_server.h"
+#include "simulator/sim_text.h"
+#include "simulator/sim_thread.h"
 #include "util/i_trace.h"
 
 namespace {
@@ -22,28 +27,53 @@ constexpr std::int16_t kOpHidden = 6;
 
 constexpr std::int32_t kPieceSize = 10'000;  // bytes of a body that are taken at once
 constexpr std::int32_t kBodyLine = 80;       // bytes of a line in a body of digits
-
-/// The name of a key as an operator knows it.
-std::string keyName(unsigned char key) {
-    const std::string code = std::to_string(key);
-    if (!std::isgraph(key)) return code;
-    return std::string("'") + static_cast<char>(key) + "' (" + code + ")";
-}
+constexpr std::size_t kMostTyped = 4'095;    // bytes of a text; a console never sends more at once
+constexpr unsigned kMostTexts = 64;          // typed texts in the mailbox; then the reader waits
+constexpr int kMostToShow = 500;             // texts to show in the mailbox; more are lost
+constexpr std::int32_t kReadyWait = 1'000;   // ms, as long as the local console is looked at
+constexpr std::int32_t kReadyLook = 50;      // ms between two looks
+constexpr char kDelete = 127;                // what terminals of today send for Backspace
+constexpr char kBackspace = 8;               // what the family's programs know
 
 }  // namespace
 
-void SimSession::run() {
-    sendText("\nzor_sim: you are console " + std::to_string(number_) +
-             ". Type help for the commands.\n");
+SimSession::SimSession(SimServer& server) : server_(server) {
+    semInit(&room_, kMostTexts);
+}
+
+SimSession::~SimSession() {
+    semDestroy(room_);
+}
+
+void SimSession::start(const std::shared_ptr<SimSession>& session) {
+    SimClients::instance().join(session);
+    const std::string name = simText("Console %d", session->id().minor);
+    const bool served = simStartThread(name, [session] { session->serve(); });
+    const bool read = served && simStartThread("Reader", [session] { session->readFrames(); });
+    if (read) return;
+    session->disconnect();
+    if (served)
+        session->post(SimMail::kEnd, "");
+    else
+        SimClients::instance().leave(*session);
+}
+
+// ---- the reader ----
+
+// It gives its slot in the thread table back at once: the slots are for the command threads, whose
+// marks an operator looks at, so that fifty consoles fit in.
+void SimSession::readFrames() {
+    RemoveThreadFromTb();
     FrameReader reader(connection_);
     MsgHeader header;
-    while (reader.readHeader(&header)) {
+    while (alive() && reader.readHeader(&header)) {
         Message message(header.lg());
         message.header = header;
         if (!receiveBody(reader, message)) break;
-        handle(message);
+        dispatch(message);
     }
-    connection_.Close();
+    alive_ = 0;
+    post(SimMail::kEnd, "");
 }
 
 bool SimSession::receiveBody(FrameReader& reader, Message& message) {
@@ -57,47 +87,116 @@ bool SimSession::receiveBody(FrameReader& reader, Message& message) {
     return true;
 }
 
-void SimSession::handle(const Message& message) {
+void SimSession::dispatch(const Message& message) {
     const MsgHeader& header = message.header;
     if (header.type() == kTypeClient && header.op() == kOpText) {
         ++texts_;
-        if (message.body) handleText(message.body);
+        if (message.body) postText(message);
     } else if (header.type() == kTypeClient && header.op() == kOpJoin) {
-        join(header.kelId());
+        post(SimMail::kJoin, std::to_string(header.kelId()));
     } else if (header.type() == kTypeClient && header.op() == kOpLeave) {
-        tracePrintf("console %d: leaves KEL %d", number_, header.kelId());
+        tracePrintf("console %d: leaves KEL %d", id_.minor, header.kelId());
     } else if (header.type() == kTypeKeepAlive) {
         ++pings_;
     } else {
-        tracePrintf("console %d: dropped a frame of type %d, op %d", number_, header.type(),
+        tracePrintf("console %d: dropped a frame of type %d, op %d", id_.minor, header.type(),
                     header.op());
     }
 }
 
-// What the operator had in the terminal arrives as one text, so it may hold several lines.
-void SimSession::handleText(std::string_view text) {
-    if (keys_wanted_ > 0) return takeKeys(text);
-    do {
-        const std::size_t end = std::min(text.find('\n'), text.size());
-        runCommand(*this, std::string(text.substr(0, end)));
-        text.remove_prefix(std::min(end + 1, text.size()));
-    } while (!text.empty());
+// The room in the mailbox is bounded: a console that sends faster than its commands run is left
+// unread, and the connection itself holds it back.
+void SimSession::postText(const Message& message) {
+    const std::size_t length = std::min(std::strlen(message.body), kMostTyped);
+    semLock(room_, -1);
+    post(SimMail::kTyped,
+         simText("%d ", message.header.kelId()) + std::string(message.body, length));
 }
 
-// A terminal in line mode delivers a line end behind the key, which isn't a key of its own.
-void SimSession::takeKeys(std::string_view keys) {
-    for (const char key : keys) {
-        if (key == '\n' || keys_wanted_ == 0) continue;
-        --keys_wanted_;
-        sendText("key " + keyName(static_cast<unsigned char>(key)) + "\n");
+void SimSession::post(SimMail kind, const std::string& text) {
+    SimClients::instance().post(id_, kind, text);
+}
+
+// ---- the command thread ----
+
+void SimSession::serve() {
+    sendText(simText("\nzor_sim: you are console %d. Type help for the commands.\n", id_.minor));
+    std::string line;
+    while (readLine(line))
+        runCommands(*this, line);
+    disconnect();
+    SimClients::instance().leave(*this);
+    semUnLock(room_);  // the reader may wait for it
+    tracePrintf("console %d: gone", id_.minor);
+}
+
+bool SimSession::readLine(std::string& line) {
+    char text[kMostTyped + 1];
+    const int length = readInput(text, sizeof text);
+    line.assign(text, static_cast<std::size_t>(length));
+    return length > 0;
+}
+
+int SimSession::readInput(char* buffer, int length) {
+    if (length <= 0 || !waitForInput()) return 0;
+    const std::size_t line_end = std::min(input_.find('\n'), input_.size() - 1);
+    const std::size_t count = std::min(line_end + 1, static_cast<std::size_t>(length));
+    input_.copy(buffer, count);
+    input_.erase(0, count);
+    if (length == 1 && *buffer == kDelete) *buffer = kBackspace;
+    return static_cast<int>(count);
+}
+
+// A wait that hung up or lost its console gives up what was typed: nobody is there for the answer.
+bool SimSession::waitForInput() {
+    while (alive() && input_.empty()) {
+        const std::string mail = SimClients::instance().take(id_);
+        if (mail.empty()) continue;
+        const auto kind = static_cast<SimMail>(mail[0]);
+        const std::string text = mail.substr(1);
+        if (kind == SimMail::kTyped) acceptTyped(text);
+        if (kind == SimMail::kJoin) acceptJoin(static_cast<std::int16_t>(std::atoi(text.c_str())));
+        if (kind == SimMail::kShown) show(text);
     }
-    if (keys_wanted_ == 0) backToLines();
+    return alive();
 }
 
-void SimSession::join(std::int16_t kel_id) {
-    kel_id_ = kel_id;
-    sendText(kel_id == -1 ? std::string("zor_sim: you are with the first connected KEL.\n")
-                          : "zor_sim: you are with KEL " + std::to_string(kel_id) + ".\n");
+bool SimSession::inputReady() {
+    for (std::int32_t waited = 0; alive() && waited < kReadyWait; waited += kReadyLook) {
+        if (!input_.empty() || SimClients::instance().waiting(id_)) return true;
+        threadSleep(kReadyLook);
+    }
+    return false;
+}
+
+void SimSession::acceptTyped(const std::string& mail) {
+    semUnLock(room_);
+    text_kel_ = static_cast<std::int16_t>(std::atoi(mail.c_str()));
+    input_ += mail.substr(mail.find(' ') + 1);
+}
+
+void SimSession::acceptJoin(std::int16_t kel_id) {
+    joined_kel_ = kel_id;
+    text_kel_ = kel_id;
+    sendText(server_.exchange().greeting(kel_id));
+}
+
+// ---- what goes out ----
+
+bool SimSession::roomToShow() {
+    if (to_show_ < kMostToShow) {
+        ++to_show_;
+        return true;
+    }
+    ++lost_;
+    return false;
+}
+
+void SimSession::show(const std::string& text) {
+    --to_show_;
+    sendText(text);
+    const int lost = lost_.exchange(0);
+    if (lost > 0) sendText(simText("zor_sim: %d lines were lost here.\n", lost));
 }
 
 void SimSession::sendText(const std::string& text) {
@@ -118,35 +217,22 @@ void SimSession::sendBody(std::int32_t length, bool shown) {
     send(frame, shown ? kOpText : kOpHidden, length);
 }
 
-void SimSession::askKeys(int count) {
-    keys_wanted_ = count;
-    sendText("<on-canonique>\n");
-}
-
-void SimSession::backToLines() {
-    keys_wanted_ = 0;
-    sendText("<off-canonique>\n");
-}
-
-void SimSession::hangUp() {
-    tracePrintf("console %d: hung up", number_);
-    connection_.Close();
-}
-
 // A console that doesn't take its frame whole is out of step for good.
 void SimSession::send(MsgToSend& frame, std::int16_t op, std::int32_t length) {
     frame.setType(kTypeClient);
     frame.setOp(op);
-    frame.setKelId(kel_id_);
+    frame.setKelId(joined_kel_);
     frame.setLg(length);
     frame.Serialise();
-    if (connection_.Write(frame.buffer(), frame.frameLength()) != frame.frameLength())
-        connection_.Close();
+    if (connection_.Write(frame.buffer(), frame.frameLength()) != frame.frameLength()) disconnect();
+}
+
+void SimSession::disconnect() {
+    alive_ = 0;
+    ::shutdown(connection_.fd, SHUT_RDWR);
 }
 
 std::string SimSession::describe() const {
-    char line[120];
-    std::snprintf(line, sizeof line, "console %d: KEL %d, %d texts, %d pings", number_,
-                  kel_id_.load(), texts_.load(), pings_.load());
-    return line;
+    return simText("console %d: KEL %d, %d texts, %d pings", id_.minor, joined_kel_.load(),
+                   texts_.load(), pings_.load());
 }

@@ -1,129 +1,221 @@
-// Drives the real zor_sim by raw sockets, with frames packed without the library.
+// The real zor_sim, driven by raw sockets.
 
-#include <gmock/gmock.h>
-#include <signal.h>
+#include <algorithm>
+#include <regex>
 
-#include <cstdio>
-
-#include "support/scripted_peer.h"
+#include "sim_harness.h"
 
 namespace {
 
-using namespace std::string_literals;
+using support::Answer;
 using support::frame;
+using support::RawConsole;
+using support::SimProcess;
+using testing::AllOf;
+using testing::ContainsRegex;
+using testing::HasSubstr;
+using testing::StartsWith;
 
-/// zor_sim as a child process, output and errors in a pipe whose first line is its process id.
-class SimProcess {
-  public:
-    explicit SimProcess(const std::string& arguments = "--port 0")
-        : output_(popen(
-              ("echo $$; exec " ZOR_EMULATOR " " ZOR_BINARY_DIR "/zor_sim " + arguments + " 2>&1")
-                  .c_str(),
-              "r")),
-          pid_(std::stoi(readLine())) {}
-    ~SimProcess() {
-        if (!output_) return;
-        kill(pid_, SIGKILL);
-        pclose(output_);
-    }
-    std::string readLine() {
-        char line[256] = "";
-        return std::fgets(line, sizeof line, output_) ? line : "";
-    }
-    int exitStatus() { return WEXITSTATUS(pclose(std::exchange(output_, nullptr))); }
-    int readPort() {
-        int port = 0;
-        std::sscanf(readLine().c_str(), "zor_sim: listening on port %d\n", &port);
-        return port;
+class Sim : public testing::Test {
+  protected:
+    /// Ends the server in order: no thread hangs, and no sanitizer has a complaint.
+    ~Sim() override {
+        RawConsole last(port_);
+        EXPECT_EQ(last.ask("stop\n"), "zor_sim: ends.\n");
+        EXPECT_EQ(process_.finish(), 0) << process_.said();
     }
 
-  private:
-    std::FILE* output_;
-    const pid_t pid_;
+    SimProcess process_{"--port 0 --pace 20 --lines 6"};
+    const int port_ = process_.readPort();
 };
 
-/// A console at zor_sim, its greeting already taken.
-support::Link connectTo(int port) {
-    const int fd = socket(AF_INET, SOCK_STREAM, 0);
-    sockaddr_in address{};
-    address.sin_family = AF_INET;
-    address.sin_port = htons(static_cast<std::uint16_t>(port));
-    address.sin_addr.s_addr = htonl(INADDR_LOOPBACK);
-    EXPECT_EQ(connect(fd, reinterpret_cast<sockaddr*>(&address), sizeof address), 0);
-    support::Link link(fd);
-    EXPECT_THAT(link.receive(132 + 58), testing::HasSubstr("zor_sim: you are console "));
-    return link;
-}
-
-std::string typed(const std::string& text) {
-    return frame(10, 5, -1, text + '\0');
-}
-
-TEST(Sim, AnswersTheFourFramesOfAConsoleAndEachCommand) {
-    SimProcess sim;
-    support::Link console = connectTo(sim.readPort());
+TEST_F(Sim, AnswersTheFramesOfAConsole) {
+    RawConsole console(port_);
     console.send(frame(10, 6, -1));
-    console.expectText("zor_sim: you are with the first connected KEL.\n");
+    EXPECT_EQ(console.text(), "zor_sim: you are with the first connected KEL, 0.\n");
     console.send(frame(8, 5, -1) + frame(10, 7, -1) + frame(10, 6, 3));
-    console.expectText("zor_sim: you are with KEL 3.\n", 3);
-    const char* const kCases[][2] = {
-        {"\n", "zor_sim: console 1: KEL 3, 1 texts, 1 pings. Type help.\n"},
-        {"echo  two  blanks\n", " two  blanks\n"},
-        {"clear\n", "<clear-screen>\n"},
-        {"nokey\n", "<off-canonique>\n"},
-        {"body 1000001\n", "zor_sim: a number from 0 to 1000000 is needed here.\n"},
-        {"frobnicate 1\n", "zor_sim: no command \"frobnicate 1\". Type help for the list.\n"},
-        {"key 2\n", "zor_sim: press 2 keys.\n"},
-        {"", "<on-canonique>\n"},
-        {"\nh", "key 'h' (104)\n"},
-        {"\xFFhelp", "key 255\n"},
-        {"", "<off-canonique>\n"},
-        {"consoles", "console 1: KEL 3, 10 texts, 1 pings\n"},
-    };
-    for (const auto& [text, answer] : kCases) {
-        if (*text) console.send(typed(text));
-        console.expectText(answer, 3);
-    }
-    console.send(typed("body 3\nbody 1000000\nhidden 3\nbye\n"));
-    console.expect(frame(10, 5, 3, "00\n"));
-    EXPECT_EQ(console.receive(132 + 1'000'000).substr(0, 132),
-              support::header(10, 5, 3, 1'000'000));
-    console.expect(frame(10, 6, 3, "00\n"));
-    console.expectText("zor_sim: 3 bytes went out unseen.\n", 3);
-    console.expectText("zor_sim: bye.\n", 3);
+    EXPECT_EQ(console.text(), "zor_sim: you are with KEL 3.\n");
+    EXPECT_EQ(console.ask("\n"), "zor_sim: console 1: KEL 3, 1 texts, 1 pings. Type help.\n");
+    console.type("hidden 7\nbody 82\nbye\necho never\n");
+    const Answer hidden = console.receiveFrame();
+    EXPECT_EQ(hidden.op, 6);
+    EXPECT_EQ(hidden.body.size(), 7u);
+    EXPECT_EQ(console.text(), "zor_sim: 7 bytes went out unseen.\n");
+    EXPECT_EQ(console.text(), std::string(79, '0') + "\n1\n");
+    EXPECT_EQ(console.text(), "zor_sim: bye.\n");
     EXPECT_EQ(console.receive(1), "");
 }
 
-TEST(Sim, OneConsolesMisbehaviourIsNobodyElsesConcern) {
-    SimProcess sim;
-    const int port = sim.readPort();
-    support::Link steady = connectTo(port);
-    {
-        support::Link cut = connectTo(port), gone = connectTo(port), noisy = connectTo(port);
-        cut.send(support::header(10, 5, -1, 1000) + "half");
-        gone.send(typed("body 1000000"));
-        gone.reset();
-        noisy.send(std::string(4000, '#') + support::header(10, 5, -1, -1) + frame(9, -7, 0, "x") +
-                   typed("echo in step") + typed(std::string(999'990, 'n')));
-        noisy.expectText("in step\n");
-        noisy.expectText("zor_sim: no command \"" + std::string(64, 'n') +
-                         "\". Type help for the list.\n");
+TEST_F(Sim, AnswersEachCommand) {
+    RawConsole console(port_);
+    const struct {
+        const char* typed;
+        const char* answer;  // a regular expression, with "/" for each line end
+    } kCases[] = {
+        {"help\n", "Commands of zor_sim:.*  lines .*  stop .*KELx"},
+        {"echo  two  blanks", "^ two  blanks/$"},
+        {"frobnicate 1\n", "no command \"frobnicate 1\"\\. Do you mean filter, files\\? Type help"},
+        {"lines\n", "200 +Adler Ruth .*205 +Ferri Luca "},
+        {"history 200 99\n", "line 200 has [0-9]+ calls"},
+        {"history 7\n", "no line \"7\""},
+        {"agents\n", "Marin Eva +line 200 +[A-Z]"},
+        {"xml\n", "^<\\?xml .*<kel><number>0</number>.*<number>205</number>.*</kel>/$"},
+        {"dico\n", "linestate .* linekinds"},
+        {"dico linestate 8\n", "linestate 8: \"Talking\""},
+        {"dico linekinds 0x3\n", "linekinds 3: \"-Distant -Dist. Voip \""},
+        {"dico qoltype\n", "^ +0 MONITOR/ +1 IP/$"},
+        {"dico object\n", "2053 TEMPO_NOMADIC_ALERTING"},
+        {"dico forwardkinds 0\n", "forwardkinds 0: \"RVIMM\""},
+        {"dico linestate x\n", "a value is a number"},
+        {"consoles\n", "console 1: KEL -1, [0-9]+ texts"},
+        {"kels 4 off\n", "kels N on"},
+        {"kels 0 off\n", "KEL 0: not connected/KEL 1: connected"},
+        {"lines\n", "^300 "},
+        {"kels 0 on\n", "KEL 0: connected"},
+        {"threads\n", "TbThreadCreated:.* Model .* Console 1 "},
+        {"trace sideways\n", "trace on, or trace off"},
+        {"body 1000001\n", "a number from 0 to 1000000 is needed"},
+        {"key x\n", "a number from 1 to 1000 is needed"},
+        {"clear\n", "^<clear-screen>/$"},
+        {"nokey\n", "^<off-canonique>/$"},
+        {"0 q\n", "0 p -OPTIONS is what"},
+        {"0 p -zz", "unknown option -zz; .* -watch"},
+        {"0 p -lines", "200 .*205 "},
+    };
+    for (const auto& c : kCases) {
+        std::string answer = console.ask(c.typed);
+        std::ranges::replace(answer, '\n', '/');  // which a dot of an expression matches
+        EXPECT_TRUE(std::regex_search(answer, std::regex(c.answer))) << c.typed << answer;
     }
-    steady.send(typed("echo on\n"));
-    steady.expectText("on\n");
+    EXPECT_THAT(console.ask("lines\n", 2), StartsWith("400 "));
+    EXPECT_EQ(console.ask("lines\n", 9), "zor_sim: KEL 9 isn't connected; kels tells which are.\n");
 }
 
-TEST(Sim, TellsWhatIsWrongWithItsStartAndEnds) {
-    SimProcess first;
+TEST_F(Sim, TheModelLivesAndIsWatched) {
+    RawConsole console(port_);
+    console.type("0 p -watch");
+    EXPECT_THAT(console.upTo(" Free\n"), HasSubstr(" KEL 0 line 20"));
+    console.type("history 200\n");  // ends the watch and is a command
+    console.upTo("end of watch");
+    std::string history = console.text();
+    while (history == "no call yet\n")
+        history = console.ask("history 200\n");
+    EXPECT_THAT(history, AllOf(HasSubstr("call 1, "), HasSubstr("InitialDest")));
+    EXPECT_THAT(console.ask("history 200 1\n"),
+                AllOf(HasSubstr("DialableNum        20"), HasSubstr("UnicodeLastName")));
+    while (console.ask("calls\n") == "no call under way\n")
+        continue;
+    while (console.ask("voicemail\n") == "no message\n")
+        continue;
+}
+
+TEST_F(Sim, PromptsOverTheWire) {
+    RawConsole console(port_);
+    EXPECT_EQ(console.ask("ask\n"), "zor_sim: which line calls? ");
+    EXPECT_EQ(console.ask("200\n"), "zor_sim: which line is called? ");
+    EXPECT_THAT(console.ask("200\n"), HasSubstr("that call can't be"));
+
+    EXPECT_EQ(console.ask("key 2\n"), "zor_sim: press 2 keys.\n");
+    EXPECT_EQ(console.text(), "<on-canonique>\n");
+    console.type("a\n\xFF");  // the line end is no key; what follows is the second one
+    EXPECT_EQ(console.upTo("255"),
+              "<off-canonique>\nkey 'a' (97)\n<on-canonique>\n<off-canonique>\n"
+              "<on-canonique>\n<off-canonique>\nkey 255\n");
+
+    EXPECT_THAT(console.ask("filter\n"), StartsWith("zor_sim: type;"));
+    EXPECT_EQ(console.text(), "<on-canonique>\n");
+    console.type("COS\x7F\x7F");
+    for (const char* const typed : {"C", "CO", "COS", "CO", "C"}) {
+        const std::string screen = console.upTo("###");
+        EXPECT_THAT(screen, AllOf(HasSubstr("<off-canonique>\n<clear-screen>\n"),
+                                  HasSubstr(std::string("lines###### ") + typed + " \n")));
+        EXPECT_THAT(console.text(), HasSubstr("Costa Lia"));
+    }
+    console.type("\n\n");
+    console.upTo("End lines######\n");
+    EXPECT_EQ(console.ask("echo back"), "back\n");
+}
+
+TEST_F(Sim, ShowsADeadLockAndGoesOnServing) {
+    RawConsole console(port_), other(port_);
+    for (int round = 0; round < 3; ++round) {
+        console.type("locks\n");
+        const std::string report = console.upTo("both are done");
+        EXPECT_THAT(report, AllOf(HasSubstr("DeadLock !!! "), HasSubstr("WaitingMutex sim_lines("),
+                                  HasSubstr("WaitingMutex sim_calls("), HasSubstr("\nDeadLock\n")));
+        EXPECT_EQ(other.ask("echo on"), "on\n");
+    }
+    EXPECT_THAT(console.ask("threads\n"), testing::Not(HasSubstr(" Lines ")));
+}
+
+TEST_F(Sim, ShowsTraceAndFiles) {
+    RawConsole console(port_);
+    console.type("trace on\n");
+    console.upTo("zor_sim: trace on.\n");
+    console.upTo("trace on");
+    RawConsole other(port_);
+    EXPECT_THAT(console.text(), HasSubstr("console 2: connected from 127.000.000.001"));
+    console.type("trace off\nfiles\n");
+    const std::string told = console.upTo("one byte is changed");
+    EXPECT_THAT(told,
+                AllOf(HasSubstr("written: a snapshot of KEL 0, "), HasSubstr("listed: snapshot, "),
+                      HasSubstr("read back: 6 lines, the first 200 Adler Ruth "),
+                      HasSubstr("refused and removed")));
+}
+
+TEST_F(Sim, OneConsolesMisbehaviourIsNobodyElsesConcern) {
+    RawConsole steady(port_), deaf(port_), cut(port_), noisy(port_);
+    cut.send(support::header(10, 5, -1, 1000) + "half");
+    cut.reset();
+    noisy.send(std::string(4000, '#') + support::header(10, 5, -1, -1) + frame(99, -7, 0, "xyz"));
+    EXPECT_EQ(noisy.ask("echo in step"), "in step\n");
+    EXPECT_THAT(noisy.ask(std::string(999'990, 'n')), StartsWith("zor_sim: no command \"nnn"));
+    for (int i = 0; i < 200; ++i)
+        deaf.type("body 100000\n");  // it takes none of the answers
+    EXPECT_EQ(steady.ask("echo on\n"), "on\n");
+    std::string typed, answers;
+    for (int i = 0; i < 300; ++i) {  // more than a mailbox takes at once, and in order all the same
+        noisy.type("echo " + std::to_string(i));
+        typed += std::to_string(i) + "\n";
+    }
+    for (int i = 0; i < 300; ++i)
+        answers += noisy.text();
+    EXPECT_EQ(answers, typed);
+    EXPECT_THAT(steady.ask("consoles\n"), AllOf(HasSubstr("console 2"), HasSubstr("console 4")));
+}
+
+TEST_F(Sim, ReconnectsNeverFillTheThreadTable) {
+    RawConsole steady(port_);
+    for (int i = 0; i < 120; ++i)
+        RawConsole passing(port_);
+    while (steady.ask("consoles\n").find('\n') + 1 != steady.ask("consoles\n").size())
+        continue;
+    const std::string threads = steady.ask("threads\n");
+    EXPECT_THAT(threads, AllOf(HasSubstr(" Model "), HasSubstr(" Console 1 ")));
+    EXPECT_EQ(std::ranges::count(threads, '\n'), 5) << threads;
+}
+
+TEST(SimStart, TellsWhatIsWrongAndEnds) {
+    SimProcess first("--port 0");
     const std::string port = std::to_string(first.readPort());
-    const std::string used = "zor_sim: can't listen on port " + port + ": Address already in use\n";
-    const std::string usage = "Usage: zor_sim [--port N]\n";
-    const std::tuple<std::string, std::string, int> kCases[] = {
-        {"--port " + port, used, 1}, {"--port 65536", usage, 2}, {"--help", usage, 0}};
-    for (const auto& [arguments, line, status] : kCases) {
-        SimProcess sim(arguments);
-        EXPECT_EQ(sim.readLine(), line);
-        EXPECT_EQ(sim.exitStatus(), status) << arguments;
+    const std::string usage = "Usage: zor_sim [--port N] [--pace MS] [--lines N]\n";
+    const struct {
+        std::string arguments, line;
+        int status;
+    } kCases[] = {
+        {"--port " + port, "zor_sim: can't listen on port " + port + ": Address already in use\n",
+         1},
+        {"--port 65536", usage, 2},
+        {"--port 12x", usage, 2},
+        {"--pace", usage, 2},
+        {"--lines 1", usage, 2},
+        {"spare", usage, 2},
+        {"--help", usage, 0},
+    };
+    for (const auto& c : kCases) {
+        SimProcess sim(c.arguments);
+        EXPECT_EQ(sim.readLine(), c.line) << c.arguments;
+        EXPECT_EQ(sim.finish(), c.status) << c.arguments;
     }
 }
 

@@ -1,0 +1,132 @@
+// Commands about the console itself and about who is connected.
+
+#include <algorithm>
+#include <cctype>
+#include <cstring>
+
+#include "norba/i_msg.h"
+#include "simulator/sim_clients.h"
+#include "simulator/sim_commands.h"
+#include "simulator/sim_commands_list.h"
+#include "simulator/sim_server.h"
+#include "simulator/sim_session.h"
+#include "simulator/sim_text.h"
+
+namespace {
+
+constexpr int kMostKeys = 1000;  // keys that may be asked for at once
+
+/// The name of a key as an operator knows it.
+std::string keyName(int key) {
+    return std::isgraph(key) ? simText("'%c' (%d)", key, key) : std::to_string(key);
+}
+
+/// The options of a console's command line: commands that make sense at a start.
+constexpr struct {
+    const char* option;
+    const char* line;
+} kOptions[] = {
+    {"help", "help"}, {"lines", "lines"},         {"calls", "calls"},    {"agents", "agents"},
+    {"kels", "kels"}, {"voicemail", "voicemail"}, {"trace", "trace on"}, {"watch", "watch"},
+};
+
+const char* lineOfOption(const std::string& option) {
+    for (const auto& row : kOptions)
+        if (option == row.option) return row.line;
+    return nullptr;
+}
+
+void runOption(SimOrder& order, const std::string& option) {
+    if (const char* const line = lineOfOption(option)) return runCommands(order.session, line);
+    std::string text = "zor_sim: unknown option -" + option + "; the options are";
+    for (const auto& row : kOptions)
+        text += std::string(" -") + row.option;
+    simSay(order, text + "\n");
+}
+
+}  // namespace
+
+void simEcho(SimOrder& order) {
+    const char* const text = order.words.c_str();
+    simSay(order, std::string(*text == ' ' ? text + 1 : text) + "\n");
+}
+
+void simConsoles(SimOrder& order) {
+    std::string text;
+    for (const auto& session : SimClients::instance().all())
+        text += session->describe() + "\n";
+    simSay(order, text);
+}
+
+void simKels(SimOrder& order) {
+    SimExchange& exchange = order.session.server().exchange();
+    const std::string number = simReadWord(order);
+    const std::string wish = simReadWord(order);
+    const bool known = is_digits(number.c_str()) && (wish == "on" || wish == "off") &&
+                       exchange.connect(std::atoi(number.c_str()), wish == "on");
+    if (!number.empty() && !known) return simSay(order, "zor_sim: kels N on, or kels N off.\n");
+    std::string text;
+    for (std::int16_t kel = 0; kel < SimExchange::kInstances; ++kel)
+        text +=
+            simText("KEL %d: %s\n", kel, exchange.connected(kel) ? "connected" : "not connected");
+    simSay(order, text);
+}
+
+void simClear(SimOrder& order) {
+    client_clear(&order.client, 1);
+}
+
+// A terminal in line mode delivers a line end behind the key, which isn't a key of its own.
+void simKey(SimOrder& order) {
+    int count = 1;
+    const bool told =
+        std::strspn(order.words.c_str(), " \t\r") < static_cast<std::size_t>(order.words.length());
+    if (told && !simReadNumber(order, 1, kMostKeys, &count)) return;
+    client_printf(order.client, "zor_sim: press %d key%s.\n", count, count > 1 ? "s" : "");
+    while (count > 0 && client_alive(&order.client)) {
+        const int key = client_getc(&order.client);
+        if (key == '\n') continue;
+        --count;
+        client_printf(order.client, "key %s\n", keyName(key).c_str());
+    }
+}
+
+void simNoKey(SimOrder& order) {
+    client_printf(order.client, "<off-canonique>\n");
+}
+
+void simBody(SimOrder& order) {
+    int length = 0;
+    if (simReadNumber(order, 0, FrameReader::kBodyLimit, &length))
+        order.session.sendBody(length, true);
+}
+
+void simHidden(SimOrder& order) {
+    int length = 0;
+    if (!simReadNumber(order, 0, FrameReader::kBodyLimit, &length)) return;
+    order.session.sendBody(length, false);
+    client_printf(order.client, "zor_sim: %d bytes went out unseen.\n", length);
+}
+
+// They come as the text "0 p -xxx-yyy": options without blanks, each behind its "-".
+void simOptions(SimOrder& order) {
+    std::string rest = simReadWord(order) == "p" ? simReadWord(order) : "";
+    if (rest.empty() || rest.front() != '-')
+        return simSay(order, "zor_sim: 0 p -OPTIONS is what a command line sends.\n");
+    while (!rest.empty() && client_alive(&order.client)) {
+        rest.erase(0, 1);
+        const std::size_t end = std::min(rest.find('-'), rest.size());
+        runOption(order, rest.substr(0, end));
+        rest.erase(0, end);
+    }
+}
+
+void simBye(SimOrder& order) {
+    simSay(order, "zor_sim: bye.\n");
+    order.session.disconnect();
+}
+
+void simStop(SimOrder& order) {
+    simSay(order, "zor_sim: ends.\n");
+    order.session.server().stop();
+}

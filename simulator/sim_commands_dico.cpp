@@ -1,0 +1,96 @@
+// The dictionaries by command: a table of all lookups.
+
+#include <cstdlib>
+
+#include "serv_cli/dicos.h"
+#include "simulator/sim_commands.h"
+#include "simulator/sim_commands_list.h"
+#include "simulator/sim_text.h"
+
+namespace {
+
+constexpr std::int32_t kLastListed = 2'100;  // above the highest id of any dictionary
+constexpr int kMaskBits = 31;                // bits of a mask that are listed one by one
+constexpr std::size_t kNamesSize = 2'000;    // bytes; more than all names of a mask
+
+/// One dictionary: `word` gives the word of a value, or `words` writes the words of a mask.
+struct Dictionary {
+    const char* name;
+    const char* (*word)(std::int32_t value);
+    const char* (*words)(char* destination, std::int32_t mask);
+};
+
+constexpr Dictionary kDictionaries[] = {
+    {"linestate", name_linestate, nullptr},
+    {"nomadicstate", name_nomadicstate, nullptr},
+    {"agentstate", name_CCAlineservstate, nullptr},
+    {"callcause", name_linecallcause, nullptr},
+    {"callinfo", name_linecallinfo, nullptr},
+    {"callbackinfo", name_callbackinfo, nullptr},
+    {"action", name_action, nullptr},
+    {"cfgkey", name_cfgkey, nullptr},
+    {"vmailaction", name_vmailaction, nullptr},
+    {"signal", name_signal, nullptr},
+    {"language", name_language, nullptr},
+    {"object", name_object, nullptr},
+    {"qolstate", name_qolstate, nullptr},
+    {"qoltype", name_qoltype, nullptr},
+    {"qolprofile", name_qolprofile, nullptr},
+    {"qoltopology", name_qoltopology, nullptr},
+    {"lineoptions", nullptr, names_lineoptions},
+    {"callkeys", nullptr, names_callkeys},
+    {"linekeys", nullptr, names_linekeys},
+    {"agentkeys", nullptr, names_agentkeys},
+    {"confkeys", nullptr, names_confkeys},
+    {"destkind", nullptr, names_destkind},
+    {"forwardkinds", nullptr, names_forwardkinds},
+    {"linekinds", nullptr, names_linekinds},
+};
+
+std::string lookUp(const Dictionary& dictionary, std::int32_t value) {
+    char names[kNamesSize];
+    return dictionary.word ? dictionary.word(value) : dictionary.words(names, value);
+}
+
+std::string listAll() {
+    std::string text = "Dictionaries:";
+    for (const Dictionary& dictionary : kDictionaries)
+        text += std::string(" ") + dictionary.name;
+    return text + "\n";
+}
+
+// Every value that has a word of its own; of a mask, every bit.
+std::string listValues(const Dictionary& dictionary) {
+    std::string text;
+    const std::string unknown = lookUp(dictionary, -1);
+    const std::int32_t end = dictionary.word ? kLastListed : kMaskBits;
+    for (std::int32_t i = 0; i < end; ++i) {
+        const std::int32_t value = dictionary.word ? i : 1 << i;
+        const std::string word = lookUp(dictionary, value);
+        if (!word.empty() && (word != unknown || !dictionary.word))
+            text += (dictionary.word ? simText("%5d ", value)
+                                     : simText("0x%08x ", static_cast<unsigned>(value))) +
+                    word + "\n";
+    }
+    return text;
+}
+
+const Dictionary* findDictionary(const std::string& name) {
+    for (const Dictionary& dictionary : kDictionaries)
+        if (name == dictionary.name) return &dictionary;
+    return nullptr;
+}
+
+}  // namespace
+
+void simDico(SimOrder& order) {
+    const Dictionary* const dictionary = findDictionary(simReadWord(order));
+    if (!dictionary) return simSay(order, listAll());
+    const std::string typed = simReadWord(order);
+    if (typed.empty()) return simSay(order, listValues(*dictionary));
+    char* end = nullptr;
+    const auto value = static_cast<std::int32_t>(std::strtoll(typed.c_str(), &end, 0));
+    if (*end) return simSay(order, "zor_sim: a value is a number, such as 8 or 0x10.\n");
+    simSay(order,
+           simText("%s %d: \"%s\"\n", dictionary->name, value, lookUp(*dictionary, value).c_str()));
+}

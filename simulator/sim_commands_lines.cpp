@@ -1,0 +1,159 @@
+// Commands about the telephony of a server instance.
+
+#include <memory>
+
+#include "serv_cli/dicos.h"
+#include "simulator/sim_clients.h"
+#include "simulator/sim_commands.h"
+#include "simulator/sim_commands_list.h"
+#include "simulator/sim_model.h"
+#include "simulator/sim_server.h"
+#include "simulator/sim_session.h"
+#include "simulator/sim_snapshot.h"
+#include "simulator/sim_text.h"
+#include "util/i_os.h"
+
+namespace {
+
+constexpr std::size_t kNamesSize = 1'000;  // bytes; more than any mask of a line names
+
+std::string lineText(const SimLine& line) {
+    char options[kNamesSize];
+    char kinds[kNamesSize];
+    return simText("%-5s %-12s %-12s %-5s %s%s\n", line.number.c_str(), line.name.c_str(),
+                   name_linestate(line.state), line.peer.c_str(),
+                   names_linekinds(kinds, line.kinds), names_lineoptions(options, line.options));
+}
+
+std::string timeText(std::int32_t seconds) {
+    const std::time_t time = seconds;
+    std::tm parts{};
+    safeLocaltime(&parts, &time);
+    return simText("%.2d:%.2d:%.2d", parts.tm_hour, parts.tm_min, parts.tm_sec);
+}
+
+Histo_Short shortened(const Histo_Record& record) {
+    Histo_Short entry{};
+    entry.Histo_Id = record.Histo_Id;
+    entry.BeginDate = record.BeginDate;
+    entry.EndDate = record.EndDate;
+    entry.Acknowledged = static_cast<std::int8_t>(record.Acknowledged);
+    std::snprintf(entry.Line, sizeof entry.Line, "%s", record.Line);
+    std::snprintf(entry.CorrNumber, sizeof entry.CorrNumber, "%.11s", record.CorrNumber);
+    std::snprintf(entry.InitialDest, sizeof entry.InitialDest, "%.20s", record.InitialDest);
+    return entry;
+}
+
+std::string historyText(const SimLine& line) {
+    CharString text;
+    for (std::size_t i = 0; i < line.history.size(); ++i) {
+        const Histo_Record& record = line.history[i];
+        text << simText("call %zu, %s, cause %s:\n", i + 1, timeText(record.BeginDate).c_str(),
+                        name_linecallcause(record.Cause))
+                    .c_str();
+        const Histo_Short entry = shortened(record);
+        print_histo_short(&entry, text);
+    }
+    return line.history.empty() ? "no call yet\n" : text.c_str();
+}
+
+/// What the typing filter shows: the lines whose number or name holds what was typed.
+int showMatches(const ClientId* client, const char* typed) {
+    const auto session = SimClients::instance().find(*client);
+    const SimModel* const model =
+        session ? session->server().exchange().find(session->kel()) : nullptr;
+    if (!model) return 0;
+    CharString text;
+    for (const SimLine& line : model->lines())
+        if (find_nocase(line.number.c_str(), typed) || find_nocase(line.name.c_str(), typed))
+            text << lineText(line).c_str();
+    client_write(*client, &text);
+    return 1;
+}
+
+std::string ask(const SimOrder& order, const char* prompt) {
+    char* answer = nullptr;
+    client_ask(&order.client, prompt, &answer);
+    const std::unique_ptr<char[]> owner(answer);
+    const std::string text = answer;
+    return text.substr(0, text.find_last_not_of(" \r") + 1);
+}
+
+}  // namespace
+
+void simLines(SimOrder& order) {
+    std::string text;
+    for (const SimLine& line : order.model->lines())
+        text += lineText(line);
+    simSay(order, text);
+}
+
+void simCalls(SimOrder& order) {
+    std::string text;
+    for (const std::string& call : order.model->calls())
+        text += call + "\n";
+    simSay(order, text.empty() ? "no call under way\n" : text);
+}
+
+void simHistory(SimOrder& order) {
+    const std::string number = simReadWord(order);
+    const auto line = order.model->line(number);
+    if (!line) return simSay(order, "zor_sim: no line \"" + number + "\"; lines lists them.\n");
+    const std::string which = simReadWord(order);
+    if (which.empty()) return simSay(order, historyText(*line));
+    const auto place = static_cast<std::size_t>(std::atoi(which.c_str()));
+    if (!is_digits(which.c_str()) || place < 1 || place > line->history.size())
+        return simSay(order, simText("zor_sim: line %s has %zu calls in its history.\n",
+                                     number.c_str(), line->history.size()));
+    CharString text;
+    print_histo(&line->history[place - 1], text);
+    client_write(order.client, &text);
+}
+
+void simAgents(SimOrder& order) {
+    std::string text;
+    for (const SimAgent& agent : order.model->agents())
+        text += simText("%-12s line %-5s %s\n", agent.name.c_str(), agent.line.c_str(),
+                        name_CCAlineservstate(agent.state));
+    simSay(order, text);
+}
+
+void simVoiceMail(SimOrder& order) {
+    std::string text;
+    for (const SimVoice& voice : order.model->voiceMail())
+        text += simText("%s for %s from %s: %s\n", timeText(voice.when).c_str(), voice.line.c_str(),
+                        voice.from.c_str(), name_callbackinfo(voice.request));
+    simSay(order, text.empty() ? "no message\n" : text);
+}
+
+// The events come through the mailbox, so waiting for a line is all that there is to do.
+void simWatch(SimOrder& order) {
+    simSay(order, "zor_sim: watching; type a line to end.\n");
+    order.session.setWatching(true);
+    char line[1024] = "";
+    const int length = client_read(&order.client, line, sizeof line);
+    order.session.setWatching(false);
+    simSay(order, "zor_sim: end of watch.\n");
+    const std::string typed(line, static_cast<std::size_t>(length));
+    if (typed.find_first_not_of(" \r\n") != std::string::npos) order.session.unread(typed);
+}
+
+void simFilter(SimOrder& order) {
+    simSay(order, "zor_sim: type; Backspace or Return takes one off, on nothing it ends.\n");
+    client_filter(&order.client, showMatches, 1, "lines");
+}
+
+void simAsk(SimOrder& order) {
+    const std::string from = ask(order, "zor_sim: which line calls? ");
+    const std::string to = ask(order, "zor_sim: which line is called? ");
+    const auto events = order.model->placeCall(from, to);
+    if (events.empty())
+        return simSay(order, "zor_sim: that call can't be: two lines, the first one free.\n");
+    simSay(order, events.front() + "\n");
+    order.session.server().exchange().publish(order.model->kel(), events);
+}
+
+void simXml(SimOrder& order) {
+    const CharString text = simXmlOf(*order.model);
+    client_write(order.client, &text);
+}

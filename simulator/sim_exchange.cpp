@@ -1,0 +1,58 @@
+#include "simulator/sim_exchange.h"
+
+#include "simulator/sim_clients.h"
+#include "simulator/sim_session.h"
+#include "simulator/sim_text.h"
+#include "simulator/sim_thread.h"
+
+SimExchange::SimExchange(int lines_each) {
+    for (std::int16_t kel = 0; kel < kInstances; ++kel)
+        instances_[static_cast<std::size_t>(kel)].model =
+            std::make_unique<SimModel>(kel, lines_each);
+}
+
+void SimExchange::start(std::int32_t pace) {
+    simStartThread("Model", [this, pace] { live(pace); });
+}
+
+void SimExchange::live(std::int32_t pace) {
+    while (!stopping_) {
+        threadSleep(pace);
+        for (Instance& instance : instances_)
+            if (instance.on) publish(instance.model->kel(), instance.model->step());
+    }
+}
+
+bool SimExchange::connected(std::int16_t kel) const {
+    return kel >= 0 && kel < kInstances && instances_[static_cast<std::size_t>(kel)].on;
+}
+
+SimModel* SimExchange::find(std::int16_t kel) {
+    for (Instance& instance : instances_)
+        if (instance.on && (kel == -1 || kel == instance.model->kel())) return instance.model.get();
+    return nullptr;
+}
+
+bool SimExchange::connect(int kel, bool on) {
+    if (kel < 0 || kel >= kInstances) return false;
+    instances_[static_cast<std::size_t>(kel)].on = on;
+    return true;
+}
+
+std::string SimExchange::greeting(std::int16_t kel) {
+    const SimModel* const model = find(kel);
+    if (!model) return simText("zor_sim: KEL %d isn't connected; kels tells which are.\n", kel);
+    if (kel == -1)
+        return simText("zor_sim: you are with the first connected KEL, %d.\n", model->kel());
+    return simText("zor_sim: you are with KEL %d.\n", kel);
+}
+
+// A console's -1 follows the first connected instance, whichever that is at the moment.
+void SimExchange::publish(std::int16_t kel, const std::vector<std::string>& events) {
+    for (const std::string& event : events)
+        SimClients::instance().show(event + "\n", [&](const SimSession& session) {
+            if (!session.watching()) return false;
+            const SimModel* const joined = find(session.joinedKel());
+            return joined && joined->kel() == kel;
+        });
+}

@@ -1,0 +1,59 @@
+#include "simulator/sim_thread.h"
+
+#include <atomic>
+#include <memory>
+#include <utility>
+
+#include "util/i_os.h"
+
+namespace {
+
+constexpr std::int32_t kLook = 10;  // ms between two looks at the count
+
+std::atomic<int> running{0};
+
+/// What the starter and the thread share. The thread waits for `entered`: if it were done before
+/// its entry in the table is made, the entry would stay for ever.
+struct Start {
+    explicit Start(std::function<void()> task) : work(std::move(task)) { semInit(&entered, 0); }
+    ~Start() { semDestroy(entered); }
+    Start(const Start&) = delete;
+    Start& operator=(const Start&) = delete;
+
+    std::function<void()> work;
+    sem_t* entered = nullptr;
+};
+
+void* run(void* argument) {
+    {
+        const std::unique_ptr<std::shared_ptr<Start>> start(
+            static_cast<std::shared_ptr<Start>*>(argument));
+        semLock((*start)->entered, -1);
+        (*start)->work();
+        (*start)->work = nullptr;  // what it holds ends before the thread counts as gone
+        RemoveThreadFromTb();
+    }
+    --running;
+    return nullptr;
+}
+
+}  // namespace
+
+bool simStartThread(const std::string& name, std::function<void()> work) {
+    const auto start = std::make_shared<Start>(std::move(work));
+    auto argument = std::make_unique<std::shared_ptr<Start>>(start);
+    ++running;
+    if (!threadCreate(name.c_str(), run, 0, 0, argument.get(), 0)) {
+        --running;
+        return false;
+    }
+    static_cast<void>(argument.release());  // the thread owns it
+    semUnLock(start->entered);
+    return true;
+}
+
+bool simWaitForThreads(std::int32_t limit) {
+    for (std::int32_t waited = 0; running > 0 && waited < limit; waited += kLook)
+        threadSleep(kLook);
+    return running == 0;
+}
