@@ -77,7 +77,6 @@ TEST(SimLoad, FiftyTalkingConsolesLoseNoAnswer) {
     EXPECT_EQ(std::ranges::count(threads, '\n'), 5) << threads;
     last.ask("stop\n");
     EXPECT_EQ(sim.finish(), 0) << sim.said();
-    EXPECT_EQ(sim.said().find("table is full"), std::string::npos);
 }
 
 }  // namespace
