@@ -4,68 +4,51 @@
 #include <sys/wait.h>
 #include <unistd.h>
 
-#include <algorithm>
-#include <cstdio>
+#include <memory>
 #include <string>
-#include <vector>
 
 #include "serv_cli/i_tools.h"
 #include "support/captured_trace.h"
 #include "util/i_charstr.h"
 
+#pragma GCC diagnostic ignored "-Wformat-nonliteral"
+
 namespace {
 
-using testing::ElementsAre;
-
-constexpr char kOn[] = "<on-canonique>\n";
-constexpr char kOff[] = "<off-canonique>\n";
-constexpr char kClearRemote[] = "<clear-screen>\n";
+const std::string kKey = "<on-canonique>\n|<off-canonique>\n|", kRemoteClear = "<clear-screen>\n|";
 const std::string kClear = "\033[1;1f\033[2J\n";
 const ClientId kLocal(-1, -1);
 const ClientId kRemote(3, -1);  // half of the local name is not the local name
 
-/// A remote client behind the hooks: what was sent to it, output by output, and what it will type,
-/// piece by piece of `step` bytes.
-struct RemoteClient {
-    static inline std::vector<std::string> sent;
-    static inline std::string input;
-    static inline std::size_t step;
+std::string sent;   // to the remote client behind the hooks, each output with a bar behind it
+std::string typed;  // what it will send; then it goes away
 
-    explicit RemoteClient(const std::string& types, std::size_t piece = 1) {
-        sent.clear();
-        input = types;
-        step = piece;
-        client_printf_hook = keepPrinted;
-        client_write_hook = [](const ClientId*, const CharString* t) {
-            sent.push_back(t->c_str());
-        };
-        client_ready_hook = [](const ClientId*) { return static_cast<short>(7); };
-        client_read_hook = [](const ClientId*, char* buffer, int length) {
-            const auto count = input.copy(buffer, std::min(step, static_cast<std::size_t>(length)));
-            input.erase(0, count);
-            return static_cast<int>(count);
-        };
-        client_alive_hook = [](const ClientId*) {
-            return static_cast<short>(input.empty() ? 0 : 256);
-        };
-    }
-    ~RemoteClient() { client_hooks = {}; }
-
-    [[gnu::format(printf, 2, 0)]] static void keepPrinted(const ClientId* client,
-                                                          const char* format, va_list values) {
-        EXPECT_TRUE(*client == kRemote);
+/// Connects a remote client that types `keys` and sends at most `piece` of them at once.
+template <int piece = 1>
+void connectRemote(const std::string& keys) {
+    sent.clear();
+    typed = keys;
+    client_printf_hook = [](const ClientId* client, const char* format, va_list values) {
         char text[600];
         std::vsnprintf(text, sizeof text, format, values);
-        sent.emplace_back(text);
-    }
-};
+        sent.append(text).append(*client == kRemote ? "|" : "to a stranger");
+    };
+    client_write_hook = [](auto*, const CharString* text) { sent += text->c_str(); };
+    client_ready_hook = [](auto*) { return short{7}; };
+    client_read_hook = [](auto*, char* buffer, int length) {
+        const auto count = typed.copy(buffer, std::min(length, piece));
+        typed.erase(0, count);
+        return static_cast<int>(count);
+    };
+    client_alive_hook = [](auto*) { return static_cast<short>(typed.empty() ? 0 : 256); };
+}
 
 /// Runs `session` in a process of its own at a raw terminal where the operator types `keys`, and
 /// gives all that the terminal shows.
 std::string atTerminal(const std::string& keys, void (*session)()) {
     termios raw{};
     cfmakeraw(&raw);
-    int operator_side = -1;
+    int operator_side = -1, status = -1;
     const pid_t child = forkpty(&operator_side, nullptr, &raw, nullptr);
     if (child == 0) {
         alarm(20);
@@ -78,89 +61,70 @@ std::string atTerminal(const std::string& keys, void (*session)()) {
     std::string shown;
     for (char byte; read(operator_side, &byte, 1) == 1;)
         shown += byte;
-    int status = -1;
     waitpid(child, &status, 0);
     EXPECT_EQ(status, 0);
     close(operator_side);
     return shown;
 }
 
-int showTyped(const ClientId* client, const char* typed) {
-    client_printf(*client, "[%s]", typed);
+int showTyped(const ClientId* client, const char* text) {
+    client_printf(*client, "[%s]", text);
     return 0;
 }
 
-TEST(ConsoleTools, WithoutHooksARemoteClientIsNobody) {
-    char buffer[] = "kept";
-    char* answer = buffer;
-    const CharString text("x");
+TEST(ConsoleTools, ARemoteClientIsReachedThroughTheHooksOnly) {
+    const CharString text("row");
+    client_hooks = {};
+    char buffer[] = "kept", *answer = buffer;
     client_write(kRemote, &text);
-    client_clear(&kRemote, 1);
     client_ask(&kRemote, "?", &answer);
-    EXPECT_STREQ(answer, "");
-    release_(&answer);
+    EXPECT_STREQ(std::unique_ptr<char[]>(answer).get(), "");
     for (const ClientId* nobody : {&kRemote, static_cast<const ClientId*>(nullptr)}) {
         EXPECT_EQ(client_alive(nobody) + client_input_ready(nobody), 0);
         EXPECT_EQ(client_read(nobody, buffer, 4), 0);
         EXPECT_EQ(client_filter(nobody, showTyped, 1, "t"), 1);
     }
-    EXPECT_STREQ(buffer, "kept");
-    EXPECT_EQ(client_getc(&kRemote), 0);
-    EXPECT_EQ(client_alive(&kLocal), 1);
-}
-
-TEST(ConsoleTools, ARemoteClientIsReachedThroughTheHooks) {
-    const RemoteClient remote("\xe9");
-    const CharString text("row");
-    EXPECT_EQ(client_alive(&kRemote), 1);
-    EXPECT_EQ(client_input_ready(&kRemote), 7);
+    EXPECT_EQ(client_getc(&kRemote) + client_alive(&kLocal), 1);
+    connectRemote("\xe9");
+    EXPECT_EQ(client_alive(&kRemote) + client_input_ready(&kRemote), 8);
     EXPECT_EQ(client_getc(&kRemote), 0xE9);
-    EXPECT_EQ(client_getc(&kRemote), 0);  // nothing came
+    EXPECT_EQ(client_getc(&kRemote), 0) << "nothing came";
     client_write(kRemote, &text);
     client_clear(&kRemote, 0);
     client_clear(&kRemote, 1);
-    EXPECT_THAT(RemoteClient::sent, ElementsAre(kOn, kOff, kOn, kOff, "row", kClearRemote));
+    EXPECT_EQ(sent, kKey + kKey + "row" + kRemoteClear);
 }
 
 TEST(ConsoleTools, FiltersKeyByKeyForARemoteClient) {
-    {
-        const RemoteClient remote("a\r\n");
-        EXPECT_EQ(client_filter(&kRemote, showTyped, 1, "Lines "), 1);
-        EXPECT_THAT(RemoteClient::sent,
-                    ElementsAre(kOn, kOff, kClearRemote, "Lines ###### a \n", "[a]", kOn, kOff,
-                                kClearRemote, "Lines ######  \n", "[]", kOn, kOff, kClearRemote,
-                                "End Lines ######\n"));
-    }
-    // No clear and no title. The last key but one finds no room and changes nothing, and the
-    // client goes away, so there is no closing line.
-    const std::string full(255, 'x');
-    const RemoteClient remote(full + "y\b");
+    connectRemote("a\r\n");
+    EXPECT_EQ(client_filter(&kRemote, showTyped, 1, "Lines "), 1);
+    const std::string step = kKey + kRemoteClear;
+    EXPECT_EQ(sent, step + "Lines ###### a \n|[a]|" + step + "Lines ######  \n|[]|" + step +
+                        "End Lines ######\n|");
+    // The last key but one finds no room and changes nothing; the client goes away without a word.
+    const std::string full(255, 'x'), shorter(254, 'x');
+    connectRemote(full + "y\b");
     EXPECT_EQ(client_filter(&kRemote, showTyped, 0, nullptr), 1);
-    ASSERT_EQ(RemoteClient::sent.size(), 255U * 4 + 2 + 4);
-    EXPECT_EQ(RemoteClient::sent[2], "###### x \n");
-    EXPECT_EQ(RemoteClient::sent[255 * 4 - 1], "[" + full + "]");
-    EXPECT_EQ(RemoteClient::sent.back(), "[" + full.substr(1) + "]");
+    EXPECT_THAT(sent, testing::StartsWith(kKey + "###### x \n|[x]|" + kKey + "###### xx \n"));
+    EXPECT_THAT(sent, testing::EndsWith(" \n|[" + full + "]|" + kKey + kKey + "###### " + shorter +
+                                        " \n|[" + shorter + "]|"));
 }
 
 TEST(ConsoleTools, AsksARemoteClientForALine) {
-    const std::string full(255, 'x');
-    const std::string cases[][2] = {
-        {"yes\r\n\n", "yes\r"}, {"a\nb\n", "a\nb"}, {"\n", ""}, {"", ""}, {full + "y", full}};
-    for (const auto& [line, expected] : cases) {
-        const RemoteClient remote(line, 999);
+    const auto asked = [](const std::string& line) {
         char* answer;
+        connectRemote<999>(line);
         client_ask(&kRemote, "100%% sure? ", &answer);
-        EXPECT_EQ(answer, expected);
-        EXPECT_THAT(RemoteClient::sent, ElementsAre("100% sure? "));
-        release_(&answer);
-    }
+        return sent + std::unique_ptr<char[]>(answer).get();
+    };
+    const std::string full(255, 'x'), prompt = "100% sure? |";
+    EXPECT_EQ(asked("y\r\n\n") + asked("a\nb\n"), prompt + "y\r" + prompt + "a\nb");
+    EXPECT_EQ(asked("\n") + asked("") + asked(full + "y"), prompt + prompt + prompt + full);
 }
 
 TEST(ConsoleTools, TalksAtTheLocalTerminal) {
-    EXPECT_EQ(atTerminal("ab\b\r\n", [] { client_filter(&kLocal, showTyped, 0, "T"); }),
-              kClear + "T###### a \n[a]" + kClear + "T###### ab \n[ab]" + kClear +
-                  "T###### a \n[a]" + kClear + "T######  \n[]" + kClear + "End T######\n");
     const auto session = [] {
+        client_filter(&kLocal, showTyped, 0, "T");
         console_clear();
         client_printf(kLocal, "%d ", client_input_ready(&kLocal));
         client_printf(kLocal, "%d ", client_getc(&kLocal));
@@ -168,14 +132,15 @@ TEST(ConsoleTools, TalksAtTheLocalTerminal) {
         char* answer;
         client_ask(&kLocal, "%% of it: ", &answer);
         client_printf(kLocal, "(%s)", answer);
-        release_(&answer);
     };
-    EXPECT_EQ(atTerminal("k12\r\n", session), kClear + "1 107 % of it: (12\r)");
-
+    EXPECT_EQ(atTerminal("ab\b\r\nk12\r\n", session),
+              kClear + "T###### a \n[a]" + kClear + "T###### ab \n[ab]" + kClear +
+                  "T###### a \n[a]" + kClear + "T######  \n[]" + kClear + "End T######\n" + kClear +
+                  "1 107 % of it: (12\r)");
     const CharString text("row");
     const CapturedTrace trace;
     client_write(kLocal, &text);
-    EXPECT_THAT(trace.lines(), ElementsAre("@row   \n"));
+    EXPECT_THAT(trace.lines(), testing::ElementsAre("@row   \n"));
 }
 
 TEST(ConsoleTools, BuildsRowsForTheAnalyser) {

@@ -1,0 +1,130 @@
+#include <gtest/gtest.h>
+
+#include <cstring>
+#include <regex>
+#include <string>
+
+#include "serv_cli/dicos.h"
+#include "serv_cli/i_tools.h"
+
+namespace {
+
+/// What `print` appends, in a process whose local time is UTC.
+template <class Record>
+std::string printed(void (*print)(const Record*, CharString&), const Record& record) {
+    setenv("TZ", "UTC", 1);
+    CharString out("in front\n");
+    print(&record, out);
+    return out.c_str();
+}
+
+TEST(History, PrintsAWholeCall) {
+    Histo_Record r{};
+    r.Histo_Id = {17, -1}, r.Type = 13, r.State = 8, r.Cause = -1;
+    r.BeginDate = 1795093509, r.ConversDate = 1795093514, r.EndDate = -2;
+    std::strcpy(r.Line, "4711"), std::strcpy(r.CorrNumber, "+33144556677");
+    std::strcpy(r.InitialDest, "4700"), std::strcpy(r.GsmCanonical, "+33 6");
+    r.CorrKind = 0xC1, r.DestKind = 3, r.Anonymous = 2, r.IsAnswered = 1, r.Acknowledged = 0x80;
+    r.Id_Rsvp = 31, r.Histo_Tree = 32, r.CallRef = INT32_MIN, r.CallID = 34;
+    std::strcpy(r.NewDestination, "4712"), std::strcpy(r.UnicodeLastName, "\x05M");
+    std::strcpy(r.LastName, "Martin"), std::strcpy(r.FirstName, "Zo\xc3\xab");
+    std::strcpy(r.DisplayName, "Martin Z."), std::strcpy(r.DialableNum, "0144556677");
+    std::memset(r.UnicodeFirstName, 0xe9, sizeof r.UnicodeFirstName);  // shown up to 64 bytes
+    const std::string line(63, '-'),
+        hex = std::regex_replace(line, std::regex("-"), "e9 ") + "e9 \n";
+    EXPECT_EQ(printed(print_histo, r),
+              "in front\n"
+              "\t Histo_Id           17 -1\n\t Line               4711\n"
+              "\t CorrNumber         +33144556677\t:Boss 0x40 0x80 \n"
+              "\t Type               Incoming Local  Redirected Answered\n"
+              "\t State              Talking\n"
+              "\t BeginDate          1795093509 = 26/11/19 13h05:09 \n"
+              "\t ConversDate        1795093514\n\t EndDate            -2\n"
+              "\t InitialDest        4700\t:Boss Secretary \n\t Cause              -1\n"
+              "\t CallRef            -2147483648\n\t CallID             34\n"
+              "\t Id_Rsvp            31\n\t Histo_Tree         32\n\t NewDestination     4712\n"
+              "\t LastName           Martin\n\t FirstName          Zo\xc3\xab\n"
+              "\t DisplayName        Martin Z.\n\t DialableNum        0144556677\n"
+              "\t GsmCanonical       +33 6\n\t Anonymous          YES \n"
+              "\t IsAnswered         YES \n\t Outgoing           NO \n"
+              "\t Acknowledged       YES \n\t Redirected         NO \n"
+              "\t UnicodeLastName    5 4d \n\t UnicodeFirstName   " +
+                  hex);
+    r.Type = 2;
+    EXPECT_NE(printed(print_histo, r).find("Type               OutGoing External   \n"),
+              std::string::npos);
+}
+
+TEST(History, PrintsAShortEntry) {
+    const Histo_Short r = {{-1, 18}, "4711", "4712", 946684800, 946684860, "4700", -1};
+    EXPECT_EQ(printed(print_histo_short, r),
+              "in front\n"
+              "\t Histo_Id      -1 18\n\t Line          4711\n"
+              "\t CorrNumber    4712\t:\t BeginDate     946684800 = 00/01/01 00h00:00 \n"
+              "\t EndDate       946684860\n"
+              "\t InitialDest   4700\t:\t Acknowledged   -1\n");
+}
+
+/// What the lookups say to a value and to a mask, each answer with a slash behind it.
+std::string named(std::int32_t value) {
+    std::string names;
+    for (const auto lookup :
+         {name_linestate, name_nomadicstate, name_CCAlineservstate, name_linecallcause,
+          name_linecallinfo, name_callbackinfo, name_action, name_cfgkey, name_vmailaction,
+          name_signal, name_language, name_object, name_qolstate, name_qoltype, name_qoltopology})
+        names.append(lookup(value)).append("/");
+    for (const auto lookup :
+         {names_lineoptions, names_callkeys, names_linekeys, names_agentkeys, names_confkeys,
+          names_destkind, names_forwardkinds, names_linekinds}) {
+        char text[1500] = "before";
+        names.append(lookup(text, value)).append("/");
+    }
+    return names;
+}
+
+TEST(Dicos, TheVocabularyStandsAsItIs) {
+    EXPECT_EQ(named(4),
+              "Recording/Talking/Withdrawed/Do not disturb/ Non autorise/"
+              "PickUp your Image (VCM)/ deflect_call/ cfg_forward/ vmail_record/common_data/GAE/"
+              "obj_ServUsers_proxy/RUNNING/QOL_UNKNOWN_TYPE/QOL_UNKNOWN_TOPOLOGY/"
+              " CAMPON / TRANSFCALL /CHANGEACTIVECALL  /WITHDRAW        /TRANSFERCONF /Group "
+              "/NONRENV /-Priv. Phone /");
+    EXPECT_STREQ(name_qolprofile(4), "QOL_UNKNOWN_PROFIL");
+    EXPECT_STREQ(name_qolprofile(3), tb_qolprofile[3].text);
+    // One letter, blank or tab changed in any row changes the figure: vocabulary is an interface.
+    std::string all;
+    for (std::int32_t value = -1; value <= 2100; ++value)
+        all += named(value);
+    for (int bit = 0; bit < 32; ++bit)
+        all += named(static_cast<std::int32_t>(1U << bit));
+    std::uint64_t digest = 14695981039346656037U;
+    for (const char byte : all)
+        digest = (digest ^ static_cast<unsigned char>(byte)) * 1099511628211U;
+    EXPECT_EQ(digest, 17935736771165693281U);
+}
+
+TEST(Dicos, LongMasksBreakIntoIndentedLines) {
+    const std::string n24(24, 'a'), n25(25, 'b'), n26(26, 'c'), n60(60, 'd');
+    const char* const table[33] = {n24.c_str(), n25.c_str(), n26.c_str(), n60.c_str(), "e"};
+    const std::size_t size = 5 * sizeof *table;
+    const std::string indent = "\n                ";
+    char text[400];
+    EXPECT_EQ(mask_names(text, 0b00011, table, size), n24 + " " + n25 + " ");  // 50
+    EXPECT_EQ(mask_names(text, 0b00101, table, size),
+              n24 + " " + n26 + indent + indent);  // and 51 long
+    EXPECT_EQ(mask_names(text, 0b11001, table, size), n24 + " " + n60 + indent + "e ");
+    EXPECT_EXIT(mask_names(text, 0, table, sizeof table), testing::KilledBySignal(SIGABRT),
+                "^Assertion <nb <= 32> failed:\nfile \"serv_cli/dicos\", line");
+}
+
+TEST(Dicos, PadsTheLastLineToTheColumn) {
+    CharString empty, longer("abc\nd"), full(std::string(40, 'x').c_str());
+    pad_column(empty, "v", nullptr);
+    pad_column(longer, "v", "w");
+    pad_column(full, "v", "");
+    EXPECT_EQ(std::string(35, ' ') + "v", empty.c_str());
+    EXPECT_EQ("abc\nd" + std::string(34, ' ') + "v  w", longer.c_str());
+    EXPECT_EQ(std::string(40, 'x') + "v  ", full.c_str());
+}
+
+}  // namespace

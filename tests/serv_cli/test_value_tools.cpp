@@ -1,0 +1,283 @@
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+#include <unistd.h>
+
+#include <algorithm>
+#include <clocale>
+#include <cstdlib>
+#include <cstring>
+#include <filesystem>
+#include <memory>
+#include <string>
+#include <vector>
+
+#include "serv_cli/i_tools.h"
+#include "support/captured_trace.h"
+
+namespace {
+
+using testing::ElementsAre;
+
+TEST(ValueTools, AlphabetsAndLimits) {
+    const std::string symbols = "0123456789ABCD*#", hex = "0123456789abcdef0123456789ABCDEF";
+    for (int byte = 0; byte < 256; ++byte) {
+        const char c = static_cast<char>(byte);
+        const std::size_t code = symbols.find(c), digit = hex.find(c);
+        EXPECT_EQ(dial_code(c), code == std::string::npos ? 0 : code);
+        EXPECT_EQ(hex_value(c), digit == std::string::npos ? 0 : digit % 16);
+        EXPECT_EQ(dial_symbol(static_cast<std::uint8_t>(byte)), byte < 16 ? symbols[byte] : '\0');
+    }
+    const int by_kind[] = {0, 127, 65535, 8191, 0}, by_sub[] = {0, 127, 16383, 8191, 0};
+    for (short i = 0; i < 5; ++i)
+        EXPECT_EQ(max_for_kind(i, 4) + max_for_kind(4, i), by_kind[i] + by_sub[i]);
+    EXPECT_EQ(max_for_kind(5, 1), 0);
+}
+
+TEST(ValueTools, WordsThatATestTakesAndOnesThatItRefuses) {
+    const struct {
+        short (*test)(const char*);
+        std::vector<const char*> yes, no;
+    } cases[] = {
+        {text_to_bool, {"true", "VRAI", "Yes", "oUi", "1"}, {"FAUX", "NON", "0", "perhaps", "11"}},
+        {is_digits, {"0123456789"}, {"12a", "-1", nullptr}},
+        {is_dial_text, {"0123456789ABCD*#"}, {"1E", "d", "+33", "1 2", nullptr}},
+        {valid_month, {"01", "12"}, {"00", "13", "7", "007", " 7", "1a", nullptr}},
+        {valid_day, {"01", "31"}, {"00", "32"}},
+        {valid_hour, {"00", "23"}, {"24"}},
+        {valid_minute, {"00", "59"}, {"60"}},
+        {valid_second, {"00", "59"}, {"60"}}};
+    for (const auto& [test, yes, no] : cases) {
+        for (const char* text : yes)
+            EXPECT_EQ(test(text), 1) << text;
+        for (const char* text : no)
+            EXPECT_EQ(test(text), 0) << (text ? text : "null");
+        EXPECT_EQ(test(""), 0);
+    }
+}
+
+TEST(ValueTools, PairsGoThroughTextAndBack) {
+    const auto through = [](const char* written) {
+        IdPair pair{1, 1};
+        char* text = nullptr;
+        pair_from_text(written, &pair);
+        pair_to_text(pair, &text);
+        return std::string(std::unique_ptr<char[]>(text).get()) + ' ';
+    };
+    EXPECT_EQ(through("") + through("5") + through(".6") + through("-1.-2.3") + through("x. 4y"),
+              "0.0 5.0 0.6 -1.-2 0.4 ");
+    EXPECT_EQ(through("99999999999999999999.-2147483649"), "2147483647.-2147483648 ");
+}
+
+TEST(ValueTools, PhoneNumbersAreCleanedAndWhatFellOutIsReported) {
+    const std::string cases[][3] = {{"+33-1*2#ABCD", "+33-1*2#ABCD", ""},
+                                    {"01 23", "0123", "01[  32]23"},
+                                    {"aE\t\x1f\xe9", "", "[a 97][E 69][9][31][\xe9 233]"}};
+    for (const auto& [in, out, report] : cases) {
+        const CapturedTrace trace;
+        std::string place = in;  // the number may be cleaned where it stands
+        strValidPhoneNumber(place.c_str(), place.data());
+        EXPECT_EQ(place.c_str(), out);
+        const std::string line = "@strValidPhoneNumber() phone number with wrong character: ";
+        EXPECT_EQ(trace.lines(), std::vector<std::string>(!report.empty(), line + report + "  \n"));
+    }
+    const CapturedTrace trace;
+    char untouched[] = "untouched";
+    strValidPhoneNumber("", untouched);
+    strValidPhoneNumber(nullptr, nullptr);
+    strValidPhoneNumber("12", nullptr);
+    EXPECT_STREQ(untouched, "untouched");
+    const std::string in = "@strValidPhoneNumber () input string parameter is NULL   \n";
+    const std::string out = "@strValidPhoneNumber () output string parameter is NULL   \n";
+    EXPECT_THAT(trace.lines(), ElementsAre(in, in, out));
+}
+
+TEST(ValueTools, ScramblingIsAnExactPair) {
+    char abc[] = "abc", behind_control[] = "\x1f\x61";
+    EXPECT_STREQ(scramble_text(abc), "qlx");
+    EXPECT_STREQ(scramble_text(behind_control), "\x1f\x62");  // it stays, yet enters the mask
+    std::string every_byte(10200, 0);
+    std::generate(every_byte.begin(), every_byte.end(),
+                  [i = 0]() mutable { return 255 - i++ % 255; });
+    std::string text = every_byte;
+    scramble_text(text.data());
+    EXPECT_EQ(std::strlen(text.c_str()), 10200U);
+    EXPECT_EQ(unscramble_text(text.data()), every_byte);
+}
+
+TEST(TextToolsDeathTest, NullTextsOfComparisonsAreFatal) {
+    const auto killed = testing::KilledBySignal(SIGABRT);
+    const char both[] = "^Assertion <s1 && s2> failed:\nfile \"serv_cli/i_tools\", line ";
+    const char* const none = nullptr;
+    EXPECT_EXIT(text_to_bool(none), killed, both);
+    EXPECT_EXIT(compare_nocase_n(L"a", nullptr, 1), killed, both);
+    EXPECT_EXIT(find_nocase("a", none), killed, both);
+    EXPECT_EXIT(lower_string(nullptr), killed, "^Assertion <p> failed:\nfile \"serv_cli/i_tools\"");
+}
+
+/// The heap text tools and comparisons in their narrow or in their wide form.
+template <class Char>
+void heapTextsAndComparisons() {
+    const std::basic_string<Char> one{'o', 'n', 'e'}, two{'T', 'W', 'O'}, upper{'O', 'N', 'F'};
+    const Char *const none = nullptr, *const low = one.c_str(), *const high = upper.c_str();
+    const CapturedTrace trace;
+    Char* texts[] = {nullptr, nullptr, nullptr};
+    append_(&texts[0], low);
+    EXPECT_EQ(texts[0], nullptr);  // a null variable doesn't become the text
+    duplicate_(&texts[0], low);
+    append_(&texts[0], two.c_str());
+    append_(&texts[0], none);
+    append_(&texts[0], texts[0]);  // its own text, which goes only after it was read
+    EXPECT_EQ(texts[0], one + two + one + two);
+    EXPECT_EQ(same_text(low, texts[0]) + same_text(low, none) + same_text(none, low), 0);
+    release_(&texts[0]);
+    release_(&texts[0]);
+    duplicate_(&texts[0], low + 3);
+    EXPECT_EQ(texts[0], std::basic_string<Char>());
+    duplicate_(&texts[2], low);
+    release_all(texts, 2);
+    EXPECT_EQ(same_text(texts[0], none) + same_text(texts[2], low), 2);
+    release_(&texts[2]);
+    duplicate_(&texts[2], none);
+    EXPECT_THAT(trace.lines(), ElementsAre("@duplicate_ to_copy NULL   \n"));
+
+    EXPECT_EQ(compare_nocase_n(low, high, 2), 0);
+    EXPECT_LT(compare_nocase_n(low, high, 3), 0);
+    EXPECT_LT(compare_nocase(low, high), 0);
+}
+
+TEST(TextTools, HeapTextsAndComparisonsInBothWidths) {
+    heapTextsAndComparisons<char>();
+    heapTextsAndComparisons<wchar_t>();
+}
+
+TEST(TextTools, CaseKnowsTheLatin1Capitals) {
+    std::string bytes(256, 'Z'), lower = bytes;
+    for (int byte = 1; byte < 256; ++byte) {
+        const bool latin = byte >= 0xC0 && byte <= 0xDE && byte != 0xD7;
+        bytes[byte - 1] = static_cast<char>(byte);
+        lower[byte - 1] = static_cast<char>(latin || std::isupper(byte) ? byte + 32 : byte);
+    }
+    lower.back() = 'z';
+    const std::string text = bytes;
+    lower_string(bytes.data());
+    EXPECT_EQ(bytes, lower);
+    EXPECT_EQ(find_nocase(text.c_str(), "\xe9\xCA"), text.c_str() + 0xC8);
+    EXPECT_EQ(find_nocase(text.c_str(), ""), text.c_str());
+    EXPECT_EQ(find_nocase("appel", "appels"), nullptr);
+}
+
+// In a process of its own, as a locale that was once loaded stays loaded.
+TEST(TextToolsDeathTest, WithoutTheLocaleATextIsReadInTheOneInForce) {
+    const auto reads = [] {
+        const bool other = std::setlocale(LC_CTYPE, "C.UTF-8");
+        setenv("LOCPATH", "/nonexistent", 1);
+        setTraceSink([](const char* text) { std::fputs(text, stderr); });
+        _exit(IsUTF8Unicode("\u20ac", 1) != other);
+    };
+    EXPECT_EXIT(reads(), testing::ExitedWithCode(0), "   IsUTF8Unicode\\(\\): setlocale failed. ");
+}
+
+/// Makes the locale known to this process, from the machine's general UTF-8 one if need be.
+bool haveFrenchLocale() {
+    if (std::setlocale(LC_CTYPE, "fr_FR.UTF-8")) return true;
+    const auto folder = testing::TempDir() + "locale" + std::to_string(getpid());
+    std::filesystem::create_directory(folder);
+    std::filesystem::create_symlink("/usr/lib/locale/C.utf8", folder + "/fr_FR.UTF-8");
+    setenv("LOCPATH", folder.c_str(), 1);
+    const bool found = std::setlocale(LC_CTYPE, "fr_FR.UTF-8");
+    std::filesystem::remove_all(folder);
+    return found;
+}
+
+TEST(TextTools, TellsTextsBeyondLatin1) {
+    if (!haveFrenchLocale()) GTEST_SKIP() << "no UTF-8 locale for this machine";
+    std::setlocale(LC_CTYPE, "C");
+    const CapturedTrace trace;
+    const std::string a63(63, 'a');
+    EXPECT_EQ(IsUTF8Unicode("\u0100", 0) + IsUTF8Unicode((a63 + "\u20ac").c_str(), 0), 2);
+    for (const std::string& text : {a63 + "\u00ff\u20ac", a63 + "a\xc3("})
+        EXPECT_EQ(IsUTF8Unicode(text.c_str(), 0), 0) << text;
+    EXPECT_STREQ(std::setlocale(LC_CTYPE, nullptr), "fr_FR.UTF-8");  // it stays in force
+    EXPECT_TRUE(trace.lines().empty());
+    for (const char* text : {"", "\u20ac \xc3(", static_cast<const char*>(nullptr), "b"})
+        EXPECT_EQ(IsUTF8Unicode(text, text && *text == 'b'), 0);
+    EXPECT_EQ(IsUTF8Unicode("a\u00e9\u20acb", 1), 1);
+    const std::string failed =
+        "@IsUTF8Unicode(): Multibyte String to Wide Character String conversion failed !   \n";
+    const std::string values = "@IsUTF8Unicode(): value of dest is = ";
+    EXPECT_THAT(trace.lines(), ElementsAre(failed, failed, values, "62 ", "\n", values, "61 ",
+                                           "e9 ", "20ac ", "\n"));
+}
+
+/// Keeps each field in brackets behind its index, changes the copy as it may, and stops at "!".
+short keep(short index, char* field, void* user) {
+    auto& seen = *static_cast<std::string*>(user);
+    seen += std::to_string(index) + '[' + field + ']';
+    const bool going = *field != '!';
+    if (*field) *field = '?';
+    return going;
+}
+
+TEST(Analyser, CutsARowIntoItsFields) {
+    const auto cut = [](unsigned char separator, short fold, const char* row) {
+        std::string seen;
+        return Do_Analyse_Text_by_new(separator, fold, row, keep, &seen) ? seen : seen + " ended";
+    };
+    EXPECT_EQ(cut('\t', 0, "A\t\tc"), "0[A]1[]2[c]");
+    EXPECT_EQ(cut('\t', 0, "\t A \n"), "0[]1[ A \n]");
+    EXPECT_EQ(cut('\t', 0, "\t") + cut('\t', 0, ""), "0[]1[]");
+    EXPECT_EQ(cut(0xE9, 0, "a\xe9z\tb"), "0[a]1[z\tb]");
+    EXPECT_EQ(cut(';', 1, "\xc9\xd7;!;Z"), "0[\xe9\xd7]1[!] ended");
+    std::string folded, plain;
+    EXPECT_EQ(Analyse_Text_by_new("A;b\t!\tC", keep, &folded), 1);
+    EXPECT_EQ(Analyse_Text_by_new_(';', 0, "A;b\tC;!;d", keep, &plain), 1);
+    EXPECT_EQ(folded + plain, "0[a;b]1[!]0[A]1[b\tC]2[!]");
+}
+
+short doVelsa(const char* row, std::int32_t count, ...) {
+    va_list variables;
+    va_start(variables, count);
+    const short result = Do_Analyse_Text_Velsa_by_new('\t', 0, row, count, variables);
+    va_end(variables);
+    return result;
+}
+
+TEST(Analyser, StoresTheFirstFieldsInVariables) {
+    char mark[] = "mark";
+    char *a = nullptr, *b = nullptr, *c = mark;
+    char** const no_variable = nullptr;
+    const auto taken = [&] {
+        const std::string fields = std::string(a ? a : "-") + '|' + (b ? b : "-") + '|' + c;
+        release_(&a);
+        release_(&b);
+        return fields;
+    };
+    EXPECT_EQ(Analyse_Text_Velsa_by_new("One\t\xc9\tThree", 2, &a, &b), 1);
+    EXPECT_EQ(taken(), "one|\xe9|mark");
+    EXPECT_EQ(Analyse_Text_Velsa_by_new("x\ty", 3, &a, &b, &c), 1);  // too few: none is touched
+    EXPECT_EQ(taken(), "-|-|mark");
+    EXPECT_EQ(Analyse_Text_Velsa_by_new_(';', 0, "One;", 2, &a, &b), 1);
+    EXPECT_EQ(taken(), "One||mark");
+    // A null variable ends the reading: the first is filled, the third unread.
+    EXPECT_EQ(doVelsa("x\ty\tz", 3, &a, no_variable, &c), 0);
+    EXPECT_EQ(taken(), "x|-|mark");
+    EXPECT_EQ(doVelsa("x", 0) + doVelsa("x", -1) + doVelsa("", 1, no_variable), 3);
+}
+
+TEST(Analyser, TellsOfANullRowAndTouchesNothing) {
+    const CapturedTrace trace;
+    EXPECT_EQ(Analyse_Text_by_new(nullptr, keep, nullptr), 1);
+    EXPECT_EQ(Analyse_Text_by_new_(';', 0, nullptr, keep, nullptr), 1);
+    EXPECT_EQ(Analyse_Text_Velsa_by_new(nullptr, 1, nullptr), 1);
+    EXPECT_EQ(Analyse_Text_Velsa_by_new_(';', 0, nullptr, 1, nullptr), 1);
+    std::string told;
+    for (const std::string& line : trace.lines())
+        told += line.substr(0, line.find(" RowText NULL   \n"));
+    EXPECT_EQ(told,
+              "@Analyse_Text_by_new@Do_Analyse_Text_by_new"
+              "@Analyse_Text_by_new_@Do_Analyse_Text_by_new"
+              "@Analyse_Text_Velsa_by_new@Do_Analyse_Text_Velsa_by_new"
+              "@Analyse_Text_Velsa_by_new_@Do_Analyse_Text_Velsa_by_new");
+}
+
+}  // namespace
