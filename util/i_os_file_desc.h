@@ -10,10 +10,10 @@
 
 /// Name, size and times of one file.
 struct DescFile {
-    char name[40];             // the name in its directory, without path, cut to 39 bytes
-    std::int32_t size;         // bytes
-    std::int32_t access_time;  // seconds of `time`
-    std::int32_t write_time;
+    char name[40];             ///< the name in its directory, without path, cut to 39 bytes
+    std::int32_t size;         ///< bytes
+    std::int32_t access_time;  ///< seconds of `time`
+    std::int32_t write_time;   ///< the same
 };
 
 /// Writes the byte form for messages: the name with its terminator, then size, access time and
@@ -26,11 +26,12 @@ void getDescFile(DescFile* file, const unsigned char** cursor);
 /// The list element of one file.
 class ElDescFile : public elem_list {
   public:
+    /// Takes 39 bytes of the name, and size and times as `stat` told them, cut to 32 bits.
     ElDescFile(const char* name, const struct stat& status);
     ~ElDescFile() override;
 
     /// Writes one line with name, size and both times in local time, through `emit`.
     void print() override;
 
-    DescFile file;
+    DescFile file;  ///< what a caller may read and change
 };

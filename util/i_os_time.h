@@ -9,8 +9,8 @@
 
 /// A moment in local time.
 struct DateTime {
-    std::int32_t year;   // four digits
-    std::int32_t month;  // 1 to 12
+    std::int32_t year;   ///< four digits
+    std::int32_t month;  ///< 1 to 12
     std::int32_t day;
     std::int32_t hour;
     std::int32_t minute;
