@@ -179,15 +179,19 @@ const char* List_Client_Supervision::next_parametre(const ClientId* client) {
 }
 
 // The client's first text, which the caller frees; null for an unknown client, or when another
-// reader took the text that the wait was for.
+// reader took the text that the wait was for. A text that is there is taken under the very hold
+// that found the mailbox: the mailbox may be removed as soon as the lock is free.
 char* List_Client_Supervision::takeText(const ClientId* client) {
-    Elt_Supervision* const mailbox = findAlone(client);
-    if (!mailbox) return nullptr;
-    setThreadTrace(kMarkReadFound);  // without the lock: a thread without a slot pauses here
+    Elt_Supervision* mailbox = nullptr;
+    char* text = nullptr;
     {
         const ClientsHold hold(clients_lock);
-        if (char* const text = mailbox->takeWithoutWait()) return text;
+        mailbox = find(client);
+        if (!mailbox) return nullptr;
+        text = mailbox->takeWithoutWait();
     }
+    setThreadTrace(kMarkReadFound);  // without the lock: a thread without a slot pauses here
+    if (text) return text;
     semLock(mailbox->signal, kNoLimit);
     const ClientsHold hold(clients_lock);
     return mailbox->takeFirst();

@@ -59,9 +59,9 @@ class Elt_Supervision : public elem_list {
 /// The mailboxes of all clients, with the tag and the name fixed. A client is found by `major` and
 /// `minor`; of two mailboxes with the same, the first one added counts.
 ///
-/// A mailbox must not be removed while a thread is inside `next_parametre` or `read_parametre` for
-/// it: that thread would wait on a semaphore that is gone. The inherited operations of the list
-/// take no lock and are for a caller that no other thread disturbs.
+/// A mailbox must not be removed while a thread is inside `next_parametre` for it, or waits for a
+/// text in `read_parametre`: that thread would wait on a semaphore that is gone. The inherited
+/// operations of the list take no lock and are for a caller that no other thread disturbs.
 class List_Client_Supervision : public l_univ {
   public:
     List_Client_Supervision();
