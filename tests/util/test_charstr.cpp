@@ -41,12 +41,10 @@ struct Probe : CharString {
 struct Walk {
     std::mt19937_64 random;
     Probe s;
-    std::string text;    // what `s` holds
-    unsigned state = 0;  // and its failure bits
-    std::string word;    // what the present step works with
-    char c = 0;
+    std::string text, word;  // what `s` holds, and what the present step works with
+    unsigned state = 0;      // the failure bits of `s`
     int i = 0, j = 0;
-    char got[40] = "", expected[40] = "";
+    char c = 0, got[40] = "", expected[40] = "";
 
     explicit Walk(std::uint64_t seed) : random(seed) {}
     int pick(std::size_t n) { return static_cast<int>(random() % n); }
@@ -121,13 +119,10 @@ struct Walk {
         return field;
     }
 
-    void takeDelimited() {
+    void takeDelimitedAndResize() {
         if (text.empty()) state |= CharString::kFailText;
         s.getDelimited(got, 10, c);
         ASSERT_EQ(got, text.empty() ? "" : cutField(text).substr(0, 9));
-    }
-
-    void resize() {
         if (i >= 0 && i < s.length() && j > 0) text.erase(i, j);
         s.eraseRange(i, j);
         if (j > s.length()) text.resize(j, c);
@@ -157,21 +152,19 @@ struct Walk {
 };
 
 constexpr void (*kSteps[])(Walk&) = {
-    [](Walk& w) { w.s << w.word.c_str(), w.text += w.word.c_str(); },
-    [](Walk& w) { w.s << w.c, w.text += w.c; },
+    [](Walk& w) { w.s << w.word.c_str() << w.c, w.text += w.word.c_str(), w.text += w.c; },
     [](Walk& w) { w.s += w.s, w.text += w.text; },
     [](Walk& w) { w.s = w.word.c_str(), w.text = w.word.c_str(); },
-    [](Walk& w) { w.append<unsigned char>("%d"), w.append<short>("%d"); },
-    [](Walk& w) { w.append<unsigned short>("%d"), w.append<int>("%d"); },
-    [](Walk& w) { w.append<unsigned>("%d"), w.append<long>("%ld"); },
-    [](Walk& w) { w.append<unsigned long>("%ld"), w.append<float>("%f"); },
+    [](Walk& w) { w.append<unsigned char>("%d"), w.append<short>("%d"), w.append<float>("%f"); },
+    [](Walk& w) { w.append<unsigned short>("%d"), w.append<int>("%d"), w.append<unsigned>("%d"); },
+    [](Walk& w) { w.append<long>("%ld"), w.append<unsigned long>("%ld"); },
     [](Walk& w) { w.read<char, char>("%c%n", 1); },
     [](Walk& w) { w.read<int, int>("%d%n"), w.read<long, int>("%d%n"); },
     [](Walk& w) { w.read<unsigned>("%u%n"), w.read<float, float>("%f%n", 8); },
     [](Walk& w) { w.read<short, int>("%d%n"), w.read<unsigned char>("%u%n"); },
     [](Walk& w) { w.read<unsigned short>("%u%n"), w.read<unsigned long>("%u%n"); },
     [](Walk& w) { w.readToken(); },
-    [](Walk& w) { w.takeDelimited(), w.resize(); },
+    [](Walk& w) { w.takeDelimitedAndResize(); },
 };
 
 TEST(CharString, StaysWithItsModelOnRandomWalks) {
@@ -188,32 +181,26 @@ TEST(CharString, StaysWithItsModelOnRandomWalks) {
     }
 }
 
-TEST(CharString, RefusesTokensThatABarePointerCantHold) {
+TEST(CharString, TakesTextApartWithinTheRoomGiven) {
     for (const int length : {255, 256}) {
         char room[256] = "", *bare = room;
         EXPECT_EQ((CharString().padTo('w', length) >> bare).good(), length == 255);
         EXPECT_EQ(std::strlen(room), length == 255 ? 255U : 0U);
     }
-    CharString levels;
+    CharString levels, s("x(y)(abcde)z)(");
     while (levels.length() < 400'000)
         levels << "\" ";
-    char nothing[8] = "kept";
+    char piece[] = "####!", nothing[8] = "kept";
     levels >> nothing;
     EXPECT_STREQ(nothing, "") << "each level gives its blank for its closing quote";
-}
-
-TEST(CharString, TakesTextApart) {
-    char piece[] = "####!";
-    CharString s("x(y)(abcde)z)(");
-    s.getBetween(piece, 4, '(', ')');
-    EXPECT_EQ(std::string_view(piece, 5), "y\0\0\0!"sv);
-    EXPECT_EQ(s.getBetween(piece, 4, '(', ')').good(), 1);
-    EXPECT_EQ(std::string_view(piece, 5), "abcd!"sv);
+    for (const auto expected : {"y\0\0\0!"sv, "abcd!"sv}) {
+        EXPECT_EQ(s.getBetween(piece, 4, '(', ')').good(), 1);
+        EXPECT_EQ(std::string_view(piece, 5), expected);
+    }
     EXPECT_EQ(s.getBetween(piece, 4, '(', ')').good(), 0);
     EXPECT_EQ(bytes(s), "z)(");
     short count = 0;
-    s.padTo(',', 40'000);
-    const std::unique_ptr<CharString[]> pieces(s.split(count, ','));
+    const std::unique_ptr<CharString[]> pieces(s.padTo(',', 40'000).split(count, ','));
     EXPECT_EQ(count, 32'767);
     EXPECT_EQ(pieces[32'766] == "", 1) << "the rest is dropped, not joined to the last";
 }
@@ -238,7 +225,7 @@ TEST(CharString, ChangesInPlace) {
     EXPECT_EQ((s == CharString(s)) + (s > "") + s.length(), 3);
 }
 
-TEST(CharString, ReadsAFileUpToItsFirstNul) {
+TEST(CharString, ReportsAFileThatIsMissingAndAByteOutsideTheText) {
     const std::string path = testing::TempDir() + "charstr_file", folder = testing::TempDir();
     setTraceSink([](const char* line) { traced += line; });
     std::ofstream(path) << std::string("a\r\n\xff\n\0rest", 10);
@@ -251,17 +238,14 @@ TEST(CharString, ReadsAFileUpToItsFirstNul) {
     std::remove(path.c_str());
     EXPECT_EQ(CharString(path.c_str(), "r").good(), 0);
     EXPECT_THAT(traced, testing::HasSubstr("KEL LibUtil: Charstring couldnt read file  " + path));
-}
 
-TEST(CharString, ReportsAByteOutsideTheText) {
     CharString s("a\xe9");
     EXPECT_EQ(s.getChar(1) + CharString(80, 80).getChar(0), 0xe9U);
     s.setChar(1, '\0');
-    setTraceSink([](const char* line) { traced += line; });
-    CharString().setChar(0, 'x');
-    EXPECT_THAT(traced, testing::HasSubstr("out of bounds 0"));
     s.setChar(2, '\xff');
     EXPECT_THAT(traced, testing::HasSubstr("KEL CharString setChar out of bounds 2 a 255"));
+    CharString().setChar(0, 'x');
+    EXPECT_THAT(traced, testing::HasSubstr("out of bounds 0"));
     EXPECT_EQ(bytes(s), std::string("a\0", 2));
     EXPECT_DEATH(s.getChar(2),
                  "<.i==0 && len==0. .. .i>=0 && i< .int.len.> failed:\n.*i_charstr\"");
