@@ -8,7 +8,6 @@
 #include <sys/wait.h>
 #include <termios.h>
 
-#include <sstream>
 #include <vector>
 
 #include "support/scripted_peer.h"
@@ -95,15 +94,14 @@ class ConsoleProcess {
 
   private:
     [[noreturn]] static void run(std::vector<std::string> words) {
-        std::istringstream emulator(ZOR_EMULATOR);
-        std::vector<std::string> line{std::istream_iterator<std::string>(emulator), {}};
-        line.push_back(ZOR_BINARY_DIR "/zor_console");
-        line.insert(line.end(), words.begin(), words.end());
+        words.insert(
+            words.begin(),
+            {"sh", "-c", "exec " ZOR_EMULATOR " " ZOR_BINARY_DIR "/zor_console \"$@\"", "sh"});
         std::vector<char*> pointers;
-        for (std::string& word : line)
+        for (std::string& word : words)
             pointers.push_back(word.data());
         pointers.push_back(nullptr);
-        execvp(pointers[0], pointers.data());
+        execv("/bin/sh", pointers.data());
         _exit(127);
     }
     static bool more(int descriptor, std::string& taken, int patience) {

@@ -8,6 +8,7 @@
 #include <sys/socket.h>
 #include <unistd.h>
 
+#include <memory>
 #include <string>
 #include <utility>
 
@@ -44,25 +45,19 @@ inline bool readable(int descriptor, int milliseconds) {
 /// One connection of a console.
 class Link {
   public:
-    explicit Link(int descriptor = -1) : fd_(descriptor) {}
-    Link(Link&& other) noexcept : fd_(std::exchange(other.fd_, -1)) {}
-    Link& operator=(Link&& other) noexcept {
-        std::swap(fd_, other.fd_);
-        return *this;
-    }
-    ~Link() { close(fd_); }
+    explicit Link(int descriptor) : fd_(new int(descriptor), closeIt) {}
 
     void send(const std::string& bytes) {
-        EXPECT_EQ(::send(fd_, bytes.data(), bytes.size(), MSG_NOSIGNAL),
+        EXPECT_EQ(::send(*fd_, bytes.data(), bytes.size(), MSG_NOSIGNAL),
                   static_cast<ssize_t>(bytes.size()));
     }
     /// The next `size` bytes; fewer if the console closes or keeps silent.
     std::string receive(std::size_t size, int patience = kPatience) {
         std::string got(size, '\0');
         const timeval rest{kPatience / 1000, 0};
-        setsockopt(fd_, SOL_SOCKET, SO_RCVTIMEO, &rest, sizeof rest);
+        setsockopt(*fd_, SOL_SOCKET, SO_RCVTIMEO, &rest, sizeof rest);
         const ssize_t count =
-            readable(fd_, patience) ? recv(fd_, got.data(), size, MSG_WAITALL) : 0;
+            readable(*fd_, patience) ? recv(*fd_, got.data(), size, MSG_WAITALL) : 0;
         return got.substr(0, static_cast<std::size_t>(std::max<ssize_t>(count, 0)));
     }
     void expect(const std::string& bytes, int patience = kPatience) {
@@ -77,17 +72,21 @@ class Link {
     }
     /// The text of the operator's next frame, with its terminator.
     void expectText(const std::string& line, int kel = -1) { expect(text(line + '\0', kel)); }
-    bool silent(int milliseconds) { return !readable(fd_, milliseconds); }
-    void hangUp() { close(std::exchange(fd_, -1)); }
+    bool silent(int milliseconds) { return !readable(*fd_, milliseconds); }
+    void hangUp() { fd_.reset(); }
     /// Ends the connection with a reset instead of an orderly end.
     void reset() {
         const linger now{1, 0};
-        setsockopt(fd_, SOL_SOCKET, SO_LINGER, &now, sizeof now);
+        setsockopt(*fd_, SOL_SOCKET, SO_LINGER, &now, sizeof now);
         hangUp();
     }
 
   private:
-    int fd_;
+    static void closeIt(int* descriptor) {
+        close(*descriptor);
+        delete descriptor;
+    }
+    std::shared_ptr<int> fd_;
 };
 
 /// Holds a free port of the loopback, and refuses all comers there until `listen`.
