@@ -1,7 +1,5 @@
 #include "util/l_univ_list.h"
 
-#include <new>
-
 #include "util/i_assert.h"
 #include "util/i_os_mutex.h"
 
@@ -15,8 +13,9 @@ constexpr char SOURCE_MODULE[] = "util/l_univ";
 constexpr int kModeRight = 0;
 constexpr int kModeSorted = 2;
 
+// Cold: the operations that may report are the hot ones of the family.
 template <typename... Parts>
-void report(const char* nom, const Parts&... parts) {
+[[gnu::cold, gnu::noinline]] void report(const char* nom, const Parts&... parts) {
     CharString out(80, 80);
     out << nom;
     ((out << parts), ...);
@@ -158,8 +157,8 @@ void* l_univ::item_pointer(short id) {
 
 // Makes the node of `v` between two neighbours, either of which may be missing, and puts the
 // cursor's node on it; the position is the caller's to set.
-void l_univ::link(elem_list* v, Node* prec, Node* suiv) {
-    Node* const p = new (std::nothrow) Node{prec, suiv, v};
+[[gnu::always_inline]] inline void l_univ::link(elem_list* v, Node* prec, Node* suiv) {
+    Node* const p = new Node{prec, suiv, v};
     ZOR_ASSERT_NAMED(p != nullptr, "p != NULL", nom);
     (prec ? prec->suiv : prem) = p;
     (suiv ? suiv->prec : dern) = p;
@@ -252,7 +251,7 @@ void l_univ::replace(elem_list* v) {
 }
 
 void l_univ::remove() {
-    if (off()) return report(nom, " l_univ: remove denied: ", empty() ? "empty\n" : "off\n");
+    if (!cour) return report(nom, " l_univ: remove denied: ", empty() ? "empty\n" : "off\n");
     Node* const gone = cour;
     (gone->prec ? gone->prec->suiv : prem) = gone->suiv;
     (gone->suiv ? gone->suiv->prec : dern) = gone->prec;

@@ -22,7 +22,9 @@
 // the cursor. A list that threads share needs the caller's lock around every use.
 
 #include <atomic>
+#include <cstddef>
 #include <cstdint>
+#include <cstdlib>
 
 #include "util/l_univ_element.h"
 
@@ -45,6 +47,10 @@ class l_univ : public elem_list {
 
     /// One element's place in one list, allocated and freed with it; holds one count of `nb_ref`.
     struct Node {
+        // Straight from the C heap: a node that can't be had is null, which the list asserts.
+        static void* operator new(std::size_t size) noexcept { return std::malloc(size); }
+        static void operator delete(void* node) { std::free(node); }
+
         Node* prec;      ///< the node before, null at the first
         Node* suiv;      ///< the node behind, null at the last
         elem_list* val;  ///< the element, never null
@@ -64,7 +70,7 @@ class l_univ : public elem_list {
     void unlock();
 
     short empty() const { return nb_elem == 0; }
-    short off() const { return nb_elem == 0 || pos_curseur == 0 || pos_curseur > nb_elem; }
+    short off() const { return !isPosition(pos_curseur); }
     std::int32_t count() const { return nb_elem; }
 
     /// To the first element; nothing on an empty list.
@@ -184,6 +190,10 @@ class l_univ : public elem_list {
   private:
     l_univ(l_univ& a, l_univ& b);  // the sum: made in place, since a copy could cut it short
 
+    // From 1 to nb_elem, in one comparison: 0 wraps around to the greatest number.
+    bool isPosition(std::int32_t n) const {
+        return static_cast<std::uint32_t>(n) - 1 < static_cast<std::uint32_t>(nb_elem);
+    }
     bool accepts(const elem_list* v) const { return id_type == t_liste || v->id_type == id_type; }
     void link(elem_list* v, Node* prec, Node* suiv);
     void putMade(elem_list* v, int mode);
@@ -220,6 +230,7 @@ inline void l_univ::back() {
 }
 
 inline elem_list* l_univ::item(short id) {
-    if (!cour || off() || (id != t_neutre && cour->val->id_type != id)) return itemWithReport(id);
-    return cour->val;
+    if (cour && (id == t_neutre || cour->val->id_type == id)) [[likely]]
+        return cour->val;
+    return itemWithReport(id);
 }

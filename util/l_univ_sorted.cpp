@@ -25,17 +25,16 @@ short l_univ::compare(const elem_list* a, const elem_list* b) const {
 elem_list* l_univ::put_sorted(elem_list* v, short unique) {
     ZOR_ASSERT_NAMED(v != nullptr && accepts(v),
                      "v != NULL && (id_type == t_liste || v->id_type == id_type)", nom);
-    if (empty()) {
-        put_right(v);
-        return nullptr;
-    }
     for (start(); !off(); forth()) {
         elem_list* const here = item(t_neutre);
         const int order = v->id_type == here->id_type ? compare(v, here) : -1;
         if (unique && order == 0) return here;
         if (order <= 0) break;
     }
-    link(v, cour ? cour->prec : dern, cour);
+    if (off())
+        put_end(v);
+    else
+        put_left(v);
     return nullptr;
 }
 
