@@ -16,7 +16,8 @@ constexpr std::int16_t kConsoles = 1;       // the `major` of all consoles
 constexpr std::int16_t kLastNumber = 9999;  // behind it numbers begin again
 constexpr int kMailSize = 6000;             // bytes; more than any post has
 
-void printHook(const ClientId* client, const char* format, va_list values) {
+[[gnu::format(printf, 2, 0)]] void printHook(const ClientId* client, const char* format,
+                                             va_list values) {
     const auto session = SimClients::instance().find(*client);
     if (session) session->sendText(simTextOf(format, values));
 }

@@ -53,7 +53,7 @@ thread_local std::string printed;
 
 std::atomic<bool> under_way{false};
 
-int print(const char* format, ...) {
+[[gnu::format(printf, 1, 2)]] int print(const char* format, ...) {
     va_list values;
     va_start(values, format);
     const std::string text = simTextOf(format, values);
