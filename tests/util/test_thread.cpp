@@ -14,14 +14,14 @@
 #include "util/i_os_table.h"
 #include "util/i_os_thread.h"
 
-static std::size_t asked_size = 0, forced_size = 0;
+static std::atomic<std::size_t> asked_size = 0, forced_size = 0;
 
 // Stands before the C library's, so that a test can ask for too little or too much.
 extern "C" int pthread_attr_setstacksize(pthread_attr_t* attribute, std::size_t size) noexcept {
     using Function = int (*)(pthread_attr_t*, std::size_t);
     static const auto real = reinterpret_cast<Function>(dlsym(RTLD_NEXT, __func__));
     asked_size = size;
-    return real(attribute, forced_size ? forced_size : size);
+    return real(attribute, forced_size != 0 ? forced_size.load() : size);
 }
 
 namespace {
