@@ -42,7 +42,6 @@ void breakRing(const char* text) {
     mutexRel(std::exchange(to_break, nullptr));
 }
 
-// Waits until the tables fulfil `condition`.
 void await(auto condition) {
     for (bool fulfilled = false; !fulfilled; std::this_thread::yield()) {
         pthread_mutex_lock(&dlTableLock);
@@ -51,10 +50,12 @@ void await(auto condition) {
     }
 }
 
+// Free locks; with them the record of what was printed begins anew.
 struct Locks : std::vector<Mutex*> {
     explicit Locks(std::size_t number) : vector(number) {
         for (Mutex*& m : *this)
             mutexInit(&m, "lock");
+        printed.clear();
     }
     ~Locks() { std::for_each(begin(), end(), mutexDestroy); }
 };
@@ -84,6 +85,7 @@ void raceRing(unsigned size, bool all_hold_first) {
 [[noreturn]] void showARing() {
     dup2(STDERR_FILENO, STDOUT_FILENO);
     alarm(60);
+    dlInit(nullptr, nullptr);
     const Locks l(4);
     const DlMutex &first = l[0]->lock_record, &last = l[3]->lock_record;
     const std::jthread asker([&] {
@@ -136,7 +138,6 @@ TEST(DeadLock, TheThreadThatClosesARingSaysSoHoweverTheyRace) {
     dlInit(record, breakRing);
     for (const int size : {2, 3, 5, 17, 64}) {
         for (int round = 0; round < 4 + 400 / size; ++round) {
-            printed.clear();
             raceRing(static_cast<unsigned>(size), round % 2 == 0);  // a missed ring would hang
             if (printed.empty() && round % 2 == 1) continue;
             ASSERT_EQ(std::ranges::count(printed, '\n'), 1 + 5 * size) << printed;
@@ -147,7 +148,6 @@ TEST(DeadLock, TheThreadThatClosesARingSaysSoHoweverTheyRace) {
 
 TEST(DeadLock, NoRingNoReport) {
     dlInit(record, breakRing);
-    printed.clear();
     const Locks locks(12);
     std::vector<std::jthread> threads;
     for (unsigned seed = 1; seed <= 8; ++seed) {
