@@ -3,8 +3,6 @@
 #include "console.h"
 #include "support/console_process.h"
 
-namespace {
-
 using namespace support;
 
 TEST(Input, LinesGoToTheServerAndKelChangesTheTarget) {
@@ -104,5 +102,3 @@ TEST(DumpBytes, PrintsCountAddressAndBytes) {
     dump_bytes(bytes.data(), 60);
     EXPECT_EQ(testing::internal::GetCapturedStdout(), expected + "\n");
 }
-
-}  // namespace

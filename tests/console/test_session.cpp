@@ -3,17 +3,15 @@
 #include "support/console_process.h"
 #include "support/scratch_directory.h"
 
-namespace {
-
 using namespace support;
 
 TEST(Session, FindsItsServerWheneverThatComesUp) {
     Peer peer;
-    ConsoleProcess console({"127.0.0.1", peer.port()});
-    const std::string trying = "Trying connect: 127.0.0.1 " + peer.port() + "\n";
-    const std::string refused = "Connection with 127.0.0.1 on port " + peer.port() + " isn't OK \n";
+    ConsoleProcess console({"127.0.0.1", peer.port});
+    const std::string trying = "Trying connect: 127.0.0.1 " + peer.port + "\n";
+    const std::string refused = "Connection with 127.0.0.1 on port " + peer.port + " isn't OK \n";
     const std::string connected =
-        "\nConnection with 127.0.0.1 , port " + peer.port() +
+        "\nConnection with 127.0.0.1 , port " + peer.port +
         " is OK \n\n"
         "You can give arguments -xxx-yyy in command-line, forwarded to main_zor!\n\n"
         "Local commands:\n"
@@ -100,11 +98,9 @@ TEST(Session, WriteOnABrokenConnectionOnlyFails) {
 TEST(Session, ClosedStandardDescriptorsNeverBecomeTheConnection) {
     Peer peer;
     peer.listen();
-    const ConsoleProcess console({"127.0.0.1", peer.port()}, Terminal::kClosed);
+    const ConsoleProcess console({"127.0.0.1", peer.port}, Terminal::kClosed);
     const Link link = peer.join();
     for (const char* fd : {"/fd/0", "/fd/1", "/fd/2"})
         EXPECT_EQ(std::filesystem::read_symlink("/proc/" + std::to_string(console.pid()) + fd),
                   "/dev/null");
 }
-
-}  // namespace

@@ -7,8 +7,6 @@
 #include "console_session.h"
 #include "support/scripted_peer.h"
 
-namespace {
-
 using namespace support;
 
 long entries(const char* folder) {
@@ -23,8 +21,9 @@ long residentKilobytes() {
     return 0;
 }
 
+// A sanitizer keeps freed memory for its reports, and an emulator's memory is its own.
 #if defined(__SANITIZE_ADDRESS__) || defined(__SANITIZE_THREAD__)
-constexpr bool kOwnMemory = false;  // a sanitizer keeps freed memory for its reports
+constexpr bool kOwnMemory = false;
 #else
 constexpr bool kOwnMemory = ZOR_EMULATOR[0] == '\0';
 #endif
@@ -47,7 +46,7 @@ TEST(SessionMany, AThousandLossesLeaveNothingBehind) {
     const long threads = entries("/proc/self/task");  // with the server's and a sanitizer's own
     long most_threads = 0;
     for (int i = 1; i <= kSessions; ++i) {
-        runSession("127.0.0.1", std::stoi(peer.port()));
+        runSession("127.0.0.1", std::stoi(peer.port));
         most_threads = std::max(most_threads, entries("/proc/self/task"));
         if (i == 10) tenth = residentKilobytes(), descriptors = entries("/proc/self/fd");
     }
@@ -59,5 +58,3 @@ TEST(SessionMany, AThousandLossesLeaveNothingBehind) {
     server.join();
     EXPECT_LE(most_threads, threads + 2);
 }
-
-}  // namespace

@@ -14,31 +14,30 @@
 
 namespace support {
 
+using Words = std::vector<std::string>;
 enum class Terminal { kPipes, kPty, kClosed };
 
 class ConsoleProcess {
   public:
-    explicit ConsoleProcess(std::vector<std::string> words, Terminal terminal = Terminal::kPipes) {
+    explicit ConsoleProcess(Words words, Terminal terminal = Terminal::kPipes) {
         int in[2], out[2], err[2];
         EXPECT_EQ(pipe2(in, O_CLOEXEC) + pipe2(out, O_CLOEXEC) + pipe2(err, O_CLOEXEC), 0);
         if (terminal == Terminal::kPty) {
             termios plain{};  // no echo, no change of line ends: all is seen as typed and said
             plain.c_lflag = ICANON;
             plain.c_cc[VEOF] = '\x04';
-            for (int pipe_end : {in[0], in[1]})
-                close(pipe_end);
+            for (int unused : in)
+                close(unused);
             EXPECT_EQ(openpty(&in[1], &in[0], nullptr, &plain, nullptr), 0);
         }
         pid_ = fork();
         if (pid_ == 0) {
-            dup2(in[0], 0);
-            dup2(out[1], 1);
-            dup2(err[1], 2);
+            dup2(in[0], 0), dup2(out[1], 1), dup2(err[1], 2);
             closefrom(terminal == Terminal::kClosed ? 0 : 3);
             run(words);
         }
-        for (int mine : {in[0], out[1], err[1]})
-            close(mine);
+        for (int other : {in[0], out[1], err[1]})
+            close(other);
         in_ = in[1], out_ = out[0], err_ = err[0];
     }
     ConsoleProcess(const ConsoleProcess&) = delete;
@@ -62,17 +61,12 @@ class ConsoleProcess {
     void closeInput() { close(std::exchange(in_, -1)); }
 
     /// The next output, byte for byte.
-    void expect(const std::string& said) {
-        while (output_.size() < said.size() && more(out_, output_, kPatience))
-            continue;
-        EXPECT_EQ(output_.substr(0, said.size()), said);
-        output_.erase(0, said.size());
-    }
+    void expect(const std::string& said) { EXPECT_EQ(expectUpTo(said), ""); }
     /// The output up to `said`, which must come; all of it is taken.
     std::string expectUpTo(const std::string& said) {
-        while (output_.find(said) == std::string::npos && more(out_, output_, kPatience))
-            continue;
-        const auto place = output_.find(said);
+        auto place = std::string::npos;
+        while ((place = output_.find(said)) == std::string::npos)
+            if (!more(out_, output_, kPatience)) break;
         EXPECT_NE(place, std::string::npos) << "missing: " << said << "\nthere is: " << output_;
         std::string passed = output_.substr(0, place);
         output_.erase(0, passed.size() + said.size());
@@ -93,10 +87,9 @@ class ConsoleProcess {
     }
 
   private:
-    [[noreturn]] static void run(std::vector<std::string> words) {
-        words.insert(
-            words.begin(),
-            {"sh", "-c", "exec " ZOR_EMULATOR " " ZOR_BINARY_DIR "/zor_console \"$@\"", "sh"});
+    [[noreturn]] static void run(Words words) {
+        const char line[] = "exec " ZOR_EMULATOR " " ZOR_BINARY_DIR "/zor_console \"$@\"";
+        words.insert(words.begin(), {"sh", "-c", line, "sh"});
         std::vector<char*> pointers;
         for (std::string& word : words)
             pointers.push_back(word.data());
@@ -106,8 +99,8 @@ class ConsoleProcess {
     }
     static bool more(int descriptor, std::string& taken, int patience) {
         char piece[65536];
-        const ssize_t count =
-            readable(descriptor, patience) ? read(descriptor, piece, sizeof piece) : 0;
+        if (!readable(descriptor, patience)) return false;
+        const ssize_t count = read(descriptor, piece, sizeof piece);
         if (count > 0) taken.append(piece, static_cast<std::size_t>(count));
         return count > 0;
     }
@@ -119,15 +112,12 @@ class ConsoleProcess {
 
 /// A console in its first session, with all said up to "Press return" taken.
 struct Session {
-    explicit Session(const std::vector<std::string>& more = {},
-                     Terminal terminal = Terminal::kPipes)
-        : console(words(more), terminal), link(peer.join()) {
+    explicit Session(Words more = {}, Terminal terminal = Terminal::kPipes)
+        : console((peer.listen(), more.insert(more.begin(), {"127.0.0.1", peer.port}), more),
+                  terminal),
+          link(peer.join()) {
         console.expectUpTo("\nPress return");
     }
-    Peer peer;
-    ConsoleProcess console;
-    Link link;
-
     /// Gives what the console says before it finds the session lost; takes the next one's
     /// beginning.
     std::string reconnect() {
@@ -136,13 +126,9 @@ struct Session {
         console.expectUpTo("\nPress return");
         return said;
     }
-
-  private:
-    std::vector<std::string> words(std::vector<std::string> more) {
-        peer.listen();
-        more.insert(more.begin(), {"127.0.0.1", peer.port()});
-        return more;
-    }
+    Peer peer;
+    ConsoleProcess console;
+    Link link;
 };
 
 }  // namespace support

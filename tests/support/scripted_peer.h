@@ -23,7 +23,6 @@ inline std::string littleEndian(long value, int bytes) {
         out += static_cast<char>(value >> (8 * i));
     return out;
 }
-
 /// A header of 132 bytes; `length` is free, so that it may lie.
 inline std::string header(int type, int op, int kel, long length) {
     return "\x88\x44\x22\x11" + littleEndian(type, 2) + littleEndian(op, 2) +
@@ -45,24 +44,27 @@ inline bool readable(int descriptor, int milliseconds) {
 /// One connection of a console.
 class Link {
   public:
-    explicit Link(int descriptor) : fd_(new int(descriptor), closeIt) {}
-
+    explicit Link(int descriptor)
+        : fd_(new int(descriptor), [](int* fd) {
+              close(*fd);
+              delete fd;
+          }) {
+        const timeval patience{kPatience / 1000, 0};
+        setsockopt(*fd_, SOL_SOCKET, SO_RCVTIMEO, &patience, sizeof patience);
+    }
     void send(const std::string& bytes) {
         EXPECT_EQ(::send(*fd_, bytes.data(), bytes.size(), MSG_NOSIGNAL),
                   static_cast<ssize_t>(bytes.size()));
     }
     /// The next `size` bytes; fewer if the console closes or keeps silent.
-    std::string receive(std::size_t size, int patience = kPatience) {
+    std::string receive(std::size_t size) {
         std::string got(size, '\0');
-        const timeval rest{kPatience / 1000, 0};
-        setsockopt(*fd_, SOL_SOCKET, SO_RCVTIMEO, &rest, sizeof rest);
-        const ssize_t count =
-            readable(*fd_, patience) ? recv(*fd_, got.data(), size, MSG_WAITALL) : 0;
-        return got.substr(0, static_cast<std::size_t>(std::max<ssize_t>(count, 0)));
+        const ssize_t count = recv(*fd_, got.data(), size, MSG_WAITALL);
+        return got.substr(0, count < 0 ? 0 : static_cast<std::size_t>(count));
     }
-    void expect(const std::string& bytes, int patience = kPatience) {
-        EXPECT_EQ(receive(bytes.size(), patience), bytes);
-    }
+    void expect(const std::string& bytes) { EXPECT_EQ(receive(bytes.size()), bytes); }
+    /// The text of the operator's next frame, with its terminator.
+    void expectText(const std::string& line, int kel = -1) { expect(text(line + '\0', kel)); }
     /// `keys` in as many frames as they take: one, or one for each key.
     void expectKeys(const std::string& keys) {
         std::string got, head;
@@ -70,8 +72,6 @@ class Link {
             got += receive(static_cast<unsigned char>(head[8])).c_str();
         EXPECT_EQ(got, keys);
     }
-    /// The text of the operator's next frame, with its terminator.
-    void expectText(const std::string& line, int kel = -1) { expect(text(line + '\0', kel)); }
     bool silent(int milliseconds) { return !readable(*fd_, milliseconds); }
     void hangUp() { fd_.reset(); }
     /// Ends the connection with a reset instead of an orderly end.
@@ -82,10 +82,6 @@ class Link {
     }
 
   private:
-    static void closeIt(int* descriptor) {
-        close(*descriptor);
-        delete descriptor;
-    }
     std::shared_ptr<int> fd_;
 };
 
@@ -97,15 +93,13 @@ class Peer {
         socklen_t size = sizeof place;
         auto* const address = reinterpret_cast<sockaddr*>(&place);
         EXPECT_EQ(bind(fd_, address, size) + getsockname(fd_, address, &size), 0);
-        port_ = ntohs(place.sin_port);
+        port = std::to_string(ntohs(place.sin_port));
     }
     Peer(const Peer&) = delete;
     Peer& operator=(const Peer&) = delete;
     ~Peer() { close(fd_); }
 
-    std::string port() const { return std::to_string(port_); }
     void listen() { EXPECT_EQ(::listen(fd_, 16), 0); }
-    /// The next console.
     Link accept() {
         EXPECT_TRUE(readable(fd_, kPatience)) << "no console connects";
         return Link(::accept4(fd_, nullptr, nullptr, SOCK_CLOEXEC));
@@ -116,10 +110,10 @@ class Peer {
         link.expect(frame(10, 6, -1));
         return link;
     }
+    std::string port;
 
   private:
     int fd_ = socket(AF_INET, SOCK_STREAM | SOCK_CLOEXEC, 0);
-    int port_ = 0;
 };
 
 }  // namespace support
