@@ -132,55 +132,39 @@ TEST_F(ListDeathTest, EveryOperationFromEveryState) {
     }
 }
 
-TEST_F(ListDeathTest, TagsAndNullsAreTheCallersFault) {
-    l_univ l("tape", t_int);
+TEST_F(ListDeathTest, ForeignTagsAreTheCallersFault) {
+    l_univ l("tape", t_int), letters("letters", t_char);
     l.put(1, 0);
     el_char letter;
-    l_univ letters("letters", t_char), all;
-    const auto put = HasSubstr("<v != NULL && (id_type == t_liste || v->id_type == id_type)>");
-    EXPECT_DEATH(l.put_right(nullptr), HasSubstr("<v != NULL>"));
-    EXPECT_DEATH(l.put_left(&letter), put);
-    EXPECT_DEATH(l.put_sorted(&letter, 0), put);
+    EXPECT_DEATH(l.put_sorted(&letter, 0),
+                 HasSubstr("<v != NULL && (id_type == t_liste || v->id_type == id_type)>"));
     EXPECT_DEATH(l.replace(&letter), HasSubstr("<v->id_type == cour->val->id_type>"));
-    EXPECT_DEATH(l.i_th(1, t_char), HasSubstr("<rep->id_type == id>"));
     EXPECT_DEATH(l.append_all(letters),
                  HasSubstr("<id_type == t_liste || l.id_type == t_liste || id_type == l.id_type>"));
-    for (const auto& [pos, nb] : {std::pair(2, 1), std::pair(1, 0)})
-        EXPECT_DEATH(all.append_from(l, pos, nb), HasSubstr("<(pos <= l.nb_elem) && (nb>0)>"));
-    setTraceSink([](const char* text) { std::fputs(text, stderr); });
-    EXPECT_DEATH(l.item_char(), HasSubstr("tape l_univ::item, type attendu -2 <> lu -3\nAssertion "
-                                          "<id == t_neutre || cour->val->id_type == id> failed:"));
+    EXPECT_DEATH(l.item_char(), HasSubstr("<id == t_neutre || cour->val->id_type == id>"));
 }
 
-TEST_F(ListTest, TypedValuesComeBackAndPrintInTheirOwnWay) {
+TEST_F(ListTest, TypedValuesPrintInTheirOwnWay) {
     l_univ all(nullptr);
     all.put_pointer(nullptr, 12, 2);  // pointers have no order: put before the cursor
     all.put(1, 1);
     all.put(INT32_MIN, 2);  // in front of the 1
-    EXPECT_EQ(all.item_long(), INT32_MIN);
-    all.put(2L, 2);  // behind the 1, in front of the pointer's tag
-    EXPECT_EQ(all.item_int(), 2);
+    all.put(2L, 2);         // behind the 1, in front of the pointer's tag
     all.put(short{7}, 1);
-    EXPECT_EQ(all.item_bool(), 7);
     all.put('c', 1);
-    EXPECT_EQ(all.item_char(), 'c');
     all.put(1.5F, 1);
-    EXPECT_EQ(all.item_float(), 1.5F);
     all.put(16777217.0, 1);
-    EXPECT_EQ(all.item_double(), 16777217.0);
+    EXPECT_EQ(all.item_double(), 16777217.0);  // only the print is of single width
     all.put("text", 1);
-    EXPECT_STREQ(all.item_text(), "text");
     all.put_end(new elem_list(-77));
     all.print();
     all.cour = nullptr;  // a cursor that lost its node lands on the last element
     all.pos_curseur = 1;
     EXPECT_EQ(all.item(-77), all.dern->val);
-    l_univ(nullptr, t_neutre).put('c', 0);
     EXPECT_EQ(printed,
               ":\n-2147483648 * 1 * text\n16777216.000000 * 1.500000 * c * TRUE 2 * pt=0 id=12 * "
               "id_elem_list=-77 * \n"
-              " l_univ::item: index= 1, count= 10 cour=NULL\nreturns last item\n"
-              " l_univ: put_right denied: index 0, count 0, id_type 0, v->id_type -2\n");
+              " l_univ::item: index= 1, count= 10 cour=NULL\nreturns last item\n");
 }
 
 TEST_F(ListTest, CopiesShareAndKeepTheirLimits) {
@@ -194,10 +178,6 @@ TEST_F(ListTest, CopiesShareAndKeepTheirLimits) {
     EXPECT_EQ(big.prem->val->nb_ref + big.dern->val->nb_ref, 3);
     target.append_all(big);
     EXPECT_EQ(target.count(), 32767 + 40000);
-    EXPECT_STREQ(target.nom, "big");
-    l_univ none;
-    target = none;
-    EXPECT_EQ(target.nom + std::to_string(target.id_type), "ListUniv-8");
 }
 
 TEST_F(ListTest, EachClassHasItsOrder) {
@@ -219,15 +199,11 @@ TEST_F(ListTest, RangesPrintFromToAndTellWhereTheyEnd) {
     EXPECT_EQ(l.print_range(4, 1), 2);
     EXPECT_EQ(l.print_range(1, 2), 3);
     EXPECT_EQ(l.print_range(2, INT32_MAX), -1);
-    l.texte << "note\n";
-    l.print_state(), l.emit_texte(), l.emit_texte();
     l_univ outer("outer");
     outer.put('a', 0);
     outer.put_end(new l_univ(l));
     outer.print();
-    EXPECT_EQ(printed,
-              "L:\n\nL:\n\nL:\n1 * 2 * \nL:\n2 * 3 * \nL: nb_elem= 3, pos_curseur= 4\nnote\n"
-              "outer:\na * L:\n1 * 2 * 3 * \n\n");
+    EXPECT_EQ(printed, "L:\n\nL:\n\nL:\n1 * 2 * \nL:\n2 * 3 * \nouter:\na * L:\n1 * 2 * 3 * \n\n");
 }
 
 // A random walk: lists beside plain models, each a vector and the number of the cursor.
