@@ -21,9 +21,7 @@ TEST(Host, WaitsOnAWholeSet) {
     ASSERT_EQ(write(ends[1], "x", 1), 1);
     FD_SET(ends[0], &set);
     EXPECT_EQ(WaitFdSet(&set, -1), 1);
-    close(ends[0]);
-    close(ends[1]);
-    EXPECT_EQ(WaitFdSet(&set, 0), -1);
+    EXPECT_EQ(close(ends[0]) + close(ends[1]) + WaitFdSet(&set, 0), -1);
 }
 
 TEST(Host, DottedAddressIsCutToItsBufferAndOnlyNamesAreLookedUp) {
@@ -48,12 +46,11 @@ TEST(Host, KnowsThisMachineByItsNamesAndItsAddress) {
     LocalHostName(own, sizeof own);
     HostToDotted(own, dotted, sizeof dotted);
     const std::string address = *dotted ? dotted : "0.0.0.0";  // zeros where that is unknown
-    const std::string three_numbers = address.substr(0, address.rfind('.'));
+    const std::string three = address.substr(0, address.rfind('.'));
     for (const auto& name :
          {"localhost"s, "my-localhost-2"s, std::string(own), address, address + ".9"})
         EXPECT_EQ(IsLocalHost(name.c_str()), 1) << name;
-    for (const auto& name :
-         {""s, three_numbers, three_numbers + ".x", "198.51.100.77"s, "not.here"s, kUnknown})
+    for (const auto& name : {""s, three, three + ".x", "198.51.100.77"s, "not.here"s, kUnknown})
         EXPECT_EQ(IsLocalHost(name.c_str()), 0) << name;
 }
 

@@ -36,7 +36,6 @@ TEST(Service, TakesAClientAndReportsWhereItStands) {
     EXPECT_STREQ(text, "hello");
     EXPECT_EQ(served.SocketAddress(text), 1);
     EXPECT_STREQ(text, "127.0.0.1");
-
     EXPECT_EQ(client.CreateService(portOf(listener), 0, 5, 1), 0);  // what was open goes first
     CapturedTrace trace;
     client.Print();
@@ -44,11 +43,9 @@ TEST(Service, TakesAClientAndReportsWhereItStands) {
 }
 
 TEST(Service, ReuseAndTuningAreSetWhenAskedForExactly) {
-    Connection plain;
+    Connection plain, service;
     ASSERT_EQ(plain.CreateService(0, 0, 5, 0), 1);
     for (const short tuned : {0, 1, 2, -1}) {
-        SCOPED_TRACE(tuned);
-        Connection service;
         ASSERT_EQ(service.CreateService(0, tuned, 5, tuned), 1);
         EXPECT_EQ(option(service, SOL_SOCKET, SO_REUSEADDR) != 0, tuned != 0);
         EXPECT_EQ(option(service, IPPROTO_TCP, TCP_NODELAY) != 0, tuned == 1);
