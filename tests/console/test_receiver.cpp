@@ -52,8 +52,9 @@ class ReceiverTest : public testing::Test {
     /// Brings a new recording to its limit of 50,000,000 bytes.
     void fill() {
         open(path_);
+        const std::string chunk(10'000, 'o');
         for (int i = 0; i < 5'000; ++i)
-            ASSERT_EQ(recorder_.record(std::string(10'000, 'o')), "");
+            ASSERT_EQ(recorder_.record(chunk), "");
         recorder_.settle();
     }
 
