@@ -15,7 +15,7 @@ simulator=$!
 # shown TEXT: waits until the screen (or the simulator's log) holds the text, ten seconds at most.
 shown() {
     for _ in $(seq 100); do
-        { screen capture-pane -p 2>/dev/null; cat "$work/log"; } | grep -qF -- "$1" && return
+        { screen capture-pane -p 2>/dev/null; cat "$work/log"; } | grep -F -- "$1" >/dev/null && return
         sleep 0.1
     done
     echo "never shown: $1" >&2

@@ -21,7 +21,7 @@ within() {
     local text=$1 _
     shift
     for _ in $(seq 100); do
-        "$@" 2>&1 | grep -qF -- "$text" && return
+        "$@" 2>&1 | grep -F -- "$text" >/dev/null && return
         sleep 0.1
     done
     echo "never seen: $text; last:" >&2
