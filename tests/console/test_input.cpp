@@ -30,8 +30,7 @@ TEST(Input, LinesGoToTheServerAndKelChangesTheTarget) {
     };
     for (const auto& row : rows) {
         session.console.type(row.typed);
-        for (const std::string& line : row.texts)
-            session.link.expectText(line, kel);
+        for (const std::string& line : row.texts) session.link.expectText(line, kel);
         if (row.target == kNone) continue;
         session.link.expect(frame(10, 7, kel) + frame(10, 6, row.target));
         session.console.expect("write set_client: nbe= 132\n\nkel_id = " +
@@ -96,8 +95,7 @@ TEST(DumpBytes, PrintsCountAddressAndBytes) {
     std::snprintf(begin, sizeof begin,
                   "SIZE 60\n\n%lx : ", reinterpret_cast<unsigned long>(bytes.data()));
     std::string expected = begin;
-    for (int i = 0; i < 60; ++i)
-        expected += "a5 ";
+    for (int i = 0; i < 60; ++i) expected += "a5 ";
     testing::internal::CaptureStdout();
     dump_bytes(bytes.data(), 60);
     EXPECT_EQ(testing::internal::GetCapturedStdout(), expected + "\n");

@@ -53,8 +53,7 @@ class ReceiverTest : public testing::Test {
     void fill() {
         open(path_);
         const std::string chunk(10'000, 'o');
-        for (int i = 0; i < 5'000; ++i)
-            ASSERT_EQ(recorder_.record(chunk), "");
+        for (int i = 0; i < 5'000; ++i) ASSERT_EQ(recorder_.record(chunk), "");
         recorder_.settle();
     }
 
@@ -67,8 +66,7 @@ TEST_F(ReceiverTest, ShowsAndRecordsTextAndObeysControlTexts) {
     const std::string dots(9985, '.'), clear = "<clear-screen>\n", large(6000, 'L');
     const std::string all = std::string(160'000, 'm') + large;
     std::string small;
-    while (small.size() < 2000 * 212)
-        small += packFrame(std::string(80, 'm'));
+    while (small.size() < 2000 * 212) small += packFrame(std::string(80, 'm'));
     // Stream, screen, recording.
     const std::vector<std::vector<std::string>> cases = {
         {packFrame("100%s ") + packFrame("%d\n\0"s), "100%s %d\n", "100%s %d\n"},
@@ -104,8 +102,7 @@ TEST_F(ReceiverTest, HasEverythingOutBeforeItWaitsForMore) {
     const std::string next = packFrame(std::string(20'000, 'n'));
     const std::string out = "first" + std::string(10'000, 'n');
     EXPECT_TRUE(line.feed({packFrame("first") + next.substr(0, 132 + 15'000)}));
-    for (int i = 0; i < 10'000 && contentOf(path_) != out; ++i)
-        threadSleep(1);
+    for (int i = 0; i < 10'000 && contentOf(path_) != out; ++i) threadSleep(1);
     EXPECT_EQ(contentOf(path_), out) << "the screen comes before the recording";
     line.hangUp();
     receiver.join();
@@ -114,8 +111,7 @@ TEST_F(ReceiverTest, HasEverythingOutBeforeItWaitsForMore) {
 
 TEST_F(ReceiverTest, KeepsTextsWholeWhileTheOperatorChangesFiles) {
     std::thread changes([&] {
-        for (int i = 0; i < 101; ++i)
-            recorder_.open(i % 2 ? "/dev/null" : path_.c_str());
+        for (int i = 0; i < 101; ++i) recorder_.open(i % 2 ? "/dev/null" : path_.c_str());
     });
     receive(packFrame(std::string(1'000'000, 'm')));
     changes.join();

@@ -40,8 +40,7 @@ TEST(SessionMany, AThousandLossesLeaveNothingBehind) {
     peer.listen();
     int served = 0;
     std::thread server([&] {  // hangs up on the first frame, which may be a keep-alive
-        for (int i = 0; i < kSessions; ++i)
-            served += peer.accept().receive(132).size() == 132;
+        for (int i = 0; i < kSessions; ++i) served += peer.accept().receive(132).size() == 132;
     });
     ASSERT_NE(std::freopen("/dev/null", "r", stdin), nullptr);
     testing::internal::CaptureStdout();
@@ -57,11 +56,8 @@ TEST(SessionMany, AThousandLossesLeaveNothingBehind) {
     testing::internal::GetCapturedStdout();
     EXPECT_EQ(served, kSessions);
     EXPECT_EQ(descriptors_left, descriptors);
-    if (kOwnMemory) {
-        EXPECT_LE(memory - tenth, 1024);
-    }
+    if (kOwnMemory) { EXPECT_LE(memory - tenth, 1024); }
     // A worker's last instructions outlast its session by a moment.
-    for (int i = 0; i < 500 && entries("/proc/self/task") > threads; ++i)
-        threadSleep(10);
+    for (int i = 0; i < 500 && entries("/proc/self/task") > threads; ++i) threadSleep(10);
     EXPECT_LE(entries("/proc/self/task"), threads);
 }

@@ -59,8 +59,7 @@ TEST(ReaderTest, KeepsInStepAndFindsBackIntoIt) {
         {frame + frame.substr(0, 47), found},
         {frame + frame.substr(0, 131), found},
     };
-    for (const auto& test : cases)
-        EXPECT_EQ(readAll({test[0]}), test[1]);
+    for (const auto& test : cases) EXPECT_EQ(readAll({test[0]}), test[1]);
 }
 
 TEST(ReaderTest, GivesTheSameForDeliveriesSplitAtEveryByte) {

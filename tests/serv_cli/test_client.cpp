@@ -110,16 +110,12 @@ TEST_F(ClientTest, ManyPostersOneReaderEachAndClientsThatComeAndGo) {
             if (i % 3 == 0) clients.remove_clients_of(9);
         }
     });
-    for (auto& thread : others)
-        thread.join();
-    for (int c = 0; c < kClients; ++c)
-        post(c, "end");
-    for (auto& thread : readers)
-        thread.join();
+    for (auto& thread : others) thread.join();
+    for (int c = 0; c < kClients; ++c) post(c, "end");
+    for (auto& thread : readers) thread.join();
     for (const auto& texts : seen) {
         EXPECT_EQ(texts.size(), std::size_t{kPosters * kTexts + 1});
-        for (const auto& [text, times] : texts)
-            EXPECT_EQ(times, 1) << text;
+        for (const auto& [text, times] : texts) EXPECT_EQ(times, 1) << text;
     }
 }
 

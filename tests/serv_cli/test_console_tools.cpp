@@ -58,8 +58,7 @@ std::string atTerminal(const std::string& keys, void (*session)()) {
     }
     EXPECT_EQ(write(operator_side, keys.data(), keys.size()), static_cast<ssize_t>(keys.size()));
     std::string shown;
-    for (char byte; read(operator_side, &byte, 1) == 1;)
-        shown += byte;
+    for (char byte; read(operator_side, &byte, 1) == 1;) shown += byte;
     waitpid(child, &status, 0);
     EXPECT_EQ(status, 0);
     close(operator_side);

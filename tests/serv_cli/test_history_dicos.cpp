@@ -93,10 +93,8 @@ TEST(Dicos, TheVocabularyStandsAsItIs) {
     EXPECT_STREQ(name_qolprofile(3), tb_qolprofile[3].text);
     // One letter, blank or tab changed in any row changes the figure: vocabulary is an interface.
     std::string all;
-    for (std::int32_t value = -1; value <= 2100; ++value)
-        all += named(value);
-    for (int bit = 0; bit < 32; ++bit)
-        all += named(static_cast<std::int32_t>(1U << bit));
+    for (std::int32_t value = -1; value <= 2100; ++value) all += named(value);
+    for (int bit = 0; bit < 32; ++bit) all += named(static_cast<std::int32_t>(1U << bit));
     std::uint64_t digest = 14695981039346656037U;
     for (const char byte : all)
         digest = (digest ^ static_cast<unsigned char>(byte)) * 1099511628211U;

@@ -14,8 +14,7 @@ TEST(Optional, WireFormHasAPresenceByteInFront) {
     char area[32];
     char* cursor = area;
     const CharString word("on");
-    for (const char* text : {static_cast<const char*>(nullptr), "", "a"})
-        PutOptText(text, &cursor);
+    for (const char* text : {static_cast<const char*>(nullptr), "", "a"}) PutOptText(text, &cursor);
     PutOptCharString(&word, &cursor);
     for (const int value : {-1, 0x1FFFF, 0, -2})  // the second has the low 16 bits of the first
         PutOptShort(value, &cursor);

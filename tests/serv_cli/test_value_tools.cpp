@@ -46,10 +46,8 @@ TEST(ValueTools, WordsThatATestTakesAndOnesThatItRefuses) {
         {valid_minute, {"00", "59"}, {"60"}},
         {valid_second, {"00", "59"}, {"60"}}};
     for (const auto& [test, yes, no] : cases) {
-        for (const char* text : yes)
-            EXPECT_EQ(test(text), 1) << text;
-        for (const char* text : no)
-            EXPECT_EQ(test(text), 0) << (text ? text : "null");
+        for (const char* text : yes) EXPECT_EQ(test(text), 1) << text;
+        for (const char* text : no) EXPECT_EQ(test(text), 0) << (text ? text : "null");
         EXPECT_EQ(test(""), 0);
     }
 }

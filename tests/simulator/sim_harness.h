@@ -51,8 +51,7 @@ class SimProcess {
         int port = 0;
         std::sscanf(readLine().c_str(), "zor_sim: listening on port %d\n", &port);
         drain_ = std::thread([this] {
-            for (std::string line = readLine(); !line.empty(); line = readLine())
-                said_ += line;
+            for (std::string line = readLine(); !line.empty(); line = readLine()) said_ += line;
         });
         return port;
     }

@@ -62,10 +62,8 @@ TEST(SimLoad, FiftyTalkingConsolesLoseNoAnswer) {
     Counts counts;
     std::vector<std::thread> places;
     const auto start = Clock::now();
-    for (int i = 0; i < kConsoles; ++i)
-        places.emplace_back(work, port, i, start, std::ref(counts));
-    for (std::thread& place : places)
-        place.join();
+    for (int i = 0; i < kConsoles; ++i) places.emplace_back(work, port, i, start, std::ref(counts));
+    for (std::thread& place : places) place.join();
     EXPECT_EQ(counts.answered, counts.asked);
     EXPECT_GT(counts.killed, kConsoles / kGroups * (kDuration.count() - 5));
     std::printf("%d answers, %d consoles killed\n", counts.answered.load(), counts.killed.load());

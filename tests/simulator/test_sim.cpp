@@ -98,15 +98,12 @@ TEST_F(Sim, TheModelLivesAndIsWatched) {
     console.type("history 200\n");  // ends the watch and is a command
     console.upTo("end of watch");
     std::string history = console.text();
-    while (history == "no call yet\n")
-        history = console.ask("history 200\n");
+    while (history == "no call yet\n") history = console.ask("history 200\n");
     EXPECT_THAT(history, AllOf(HasSubstr("call 1, "), HasSubstr("InitialDest")));
     EXPECT_THAT(console.ask("history 200 1\n"),
                 AllOf(HasSubstr("DialableNum        20"), HasSubstr("UnicodeLastName")));
-    while (console.ask("calls\n") == "no call under way\n")
-        continue;
-    while (console.ask("voicemail\n") == "no message\n")
-        continue;
+    while (console.ask("calls\n") == "no call under way\n") continue;
+    while (console.ask("voicemail\n") == "no message\n") continue;
 }
 
 TEST_F(Sim, PromptsOverTheWire) {
@@ -170,26 +167,22 @@ TEST_F(Sim, OneConsolesMisbehaviourIsNobodyElsesConcern) {
     noisy.send(std::string(4000, '#') + support::header(10, 5, -1, -1) + frame(99, -7, 0, "xyz"));
     EXPECT_EQ(noisy.ask("echo in step"), "in step\n");
     EXPECT_THAT(noisy.ask(std::string(999'990, 'n')), StartsWith("zor_sim: no command \"nnn"));
-    for (int i = 0; i < 200; ++i)
-        deaf.type("body 100000\n");  // it takes none of the answers
+    for (int i = 0; i < 200; ++i) deaf.type("body 100000\n");  // it takes none of the answers
     EXPECT_EQ(steady.ask("echo on\n"), "on\n");
     std::string typed, answers;
     for (int i = 0; i < 300; ++i) {  // more than a mailbox takes at once, and in order all the same
         noisy.type("echo " + std::to_string(i));
         typed += std::to_string(i) + "\n";
     }
-    for (int i = 0; i < 300; ++i)
-        answers += noisy.text();
+    for (int i = 0; i < 300; ++i) answers += noisy.text();
     EXPECT_EQ(answers, typed);
     EXPECT_THAT(steady.ask("consoles\n"), AllOf(HasSubstr("console 2"), HasSubstr("console 4")));
 }
 
 TEST_F(Sim, ReconnectsNeverFillTheThreadTable) {
     RawConsole steady(port_);
-    for (int i = 0; i < 120; ++i)
-        RawConsole passing(port_);
-    while (steady.ask("consoles\n").find('\n') + 1 != steady.ask("consoles\n").size())
-        continue;
+    for (int i = 0; i < 120; ++i) RawConsole passing(port_);
+    while (steady.ask("consoles\n").find('\n') + 1 != steady.ask("consoles\n").size()) continue;
     std::string threads;  // the last of a console's threads leaves a moment after its session
     for (int i = 0; i < 2'000 && std::ranges::count(threads, '\n') != 5; ++i)
         threads = steady.ask("threads\n");

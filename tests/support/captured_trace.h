@@ -28,8 +28,7 @@ struct CapturedTrace {
     }
     std::string all() const {
         std::string text;
-        for (const auto& line : lines())
-            text += line;
+        for (const auto& line : lines()) text += line;
         return text;
     }
 

@@ -26,8 +26,7 @@ class ConsoleProcess {
             termios plain{};  // no echo, no change of line ends: all is seen as typed and said
             plain.c_lflag = ICANON;
             plain.c_cc[VEOF] = '\x04';
-            for (int unused : in)
-                close(unused);
+            for (int unused : in) close(unused);
             EXPECT_EQ(openpty(&in[1], &in[0], nullptr, &plain, nullptr), 0);
         }
         pid_ = fork();
@@ -36,8 +35,7 @@ class ConsoleProcess {
             closefrom(terminal == Terminal::kClosed ? 0 : 3);
             run(words);
         }
-        for (int other : {in[0], out[1], err[1]})
-            close(other);
+        for (int other : {in[0], out[1], err[1]}) close(other);
         in_ = in[1], out_ = out[0], err_ = err[0];
     }
     ConsoleProcess(const ConsoleProcess&) = delete;
@@ -50,8 +48,7 @@ class ConsoleProcess {
             EXPECT_EQ(end(), -SIGKILL) << "it ended by itself";
         }
         EXPECT_EQ(complaint(), "");
-        for (int mine : {in_, out_, err_})
-            close(mine);
+        for (int mine : {in_, out_, err_}) close(mine);
     }
 
     pid_t pid() const { return pid_; }
@@ -75,8 +72,7 @@ class ConsoleProcess {
     /// What stands on standard error.
     std::string complaint() {
         std::string words;
-        while (more(err_, words, 0))
-            continue;
+        while (more(err_, words, 0)) continue;
         return words;
     }
     /// Waits for the end of the process: its exit status, or the signal below 0.
@@ -91,8 +87,7 @@ class ConsoleProcess {
         const char line[] = "exec " ZOR_EMULATOR " " ZOR_BINARY_DIR "/zor_console \"$@\"";
         words.insert(words.begin(), {"sh", "-c", line, "sh"});
         std::vector<char*> pointers;
-        for (std::string& word : words)
-            pointers.push_back(word.data());
+        for (std::string& word : words) pointers.push_back(word.data());
         pointers.push_back(nullptr);
         execv("/bin/sh", pointers.data());
         _exit(127);

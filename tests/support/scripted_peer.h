@@ -19,8 +19,7 @@ constexpr int kPatience = 30000;
 
 inline std::string littleEndian(long value, int bytes) {
     std::string out;
-    for (int i = 0; i < bytes; ++i)
-        out += static_cast<char>(value >> (8 * i));
+    for (int i = 0; i < bytes; ++i) out += static_cast<char>(value >> (8 * i));
     return out;
 }
 /// A header of 132 bytes; `length` is free, so that it may lie.
@@ -32,9 +31,7 @@ inline std::string header(int type, int op, int kel, long length) {
 inline std::string frame(int type, int op, int kel, const std::string& body = "") {
     return header(type, op, kel, static_cast<long>(body.size())) + body;
 }
-inline std::string text(const std::string& body, int kel = -1) {
-    return frame(10, 5, kel, body);
-}
+inline std::string text(const std::string& body, int kel = -1) { return frame(10, 5, kel, body); }
 
 inline bool readable(int descriptor, int milliseconds) {
     pollfd wait{descriptor, POLLIN, 0};

@@ -20,9 +20,7 @@ namespace {
 
 std::string traced;  // by the sink, since the test emptied it
 
-std::string bytes(const CharString& s) {
-    return {s.c_str(), static_cast<std::size_t>(s.length())};
-}
+std::string bytes(const CharString& s) { return {s.c_str(), static_cast<std::size_t>(s.length())}; }
 
 /// What random texts are made of: digits, quotes and blanks in every company, and the numbers at
 /// whose size a conversion overflows on one machine or the other.
@@ -57,8 +55,7 @@ struct Walk {
         if (text.size() > 120) s = "", text = "";
         if (pick(3) == 0) s.state = state = 0;  // what only a constructor does
         word.clear();
-        for (int n = pick(5); n > 0; --n)
-            word += piece();
+        for (int n = pick(5); n > 0; --n) word += piece();
         c = kPieces[random() % kPieces.size()];
         i = pick(text.size() + 5) - 2;
         j = pick(text.size() + 5) - 2;
@@ -145,8 +142,7 @@ struct Walk {
         short count = -1;
         const std::unique_ptr<CharString[]> pieces(s.split(count, c));
         std::string left = text;
-        for (int k = 0; k < count; ++k)
-            ASSERT_EQ(bytes(pieces[k]), cutField(left));
+        for (int k = 0; k < count; ++k) ASSERT_EQ(bytes(pieces[k]), cutField(left));
         ASSERT_EQ(count, text.empty() ? 0 : std::count(text.begin(), text.end(), c) + 1);
     }
 };
@@ -188,8 +184,7 @@ TEST(CharString, TakesTextApartWithinTheRoomGiven) {
         EXPECT_EQ(std::strlen(room), length == 255 ? 255U : 0U);
     }
     CharString levels, s("x(y)(abcde)z)(");
-    while (levels.length() < 400'000)
-        levels << "\" ";
+    while (levels.length() < 400'000) levels << "\" ";
     char piece[] = "####!", nothing[8] = "kept";
     levels >> nothing;
     EXPECT_STREQ(nothing, "") << "each level gives its blank for its closing quote";

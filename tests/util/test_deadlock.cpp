@@ -53,8 +53,7 @@ void await(auto condition) {
 // Free locks; with them the record of what was printed begins anew.
 struct Locks : std::vector<Mutex*> {
     explicit Locks(std::size_t number) : vector(number) {
-        for (Mutex*& m : *this)
-            mutexInit(&m, "lock");
+        for (Mutex*& m : *this) mutexInit(&m, "lock");
         printed.clear();
     }
     ~Locks() { std::for_each(begin(), end(), mutexDestroy); }
@@ -95,8 +94,7 @@ void raceRing(unsigned size, bool all_hold_first) {
     });
     await([&] { return last.owner != nullptr; });
     const std::jthread waiter([&] {
-        for (const std::size_t i : {0u, 1u, 2u})
-            get(l[i]);
+        for (const std::size_t i : {0u, 1u, 2u}) get(l[i]);
         mutexRel(l[1]);
         get(l[3]);
     });
@@ -183,8 +181,7 @@ TEST(DeadLock, StatesFollowTheLockAndABreachOfTheContractIsToldOnly) {
             number += r->waiting_mutex == &lock && r->waiting_thread == owner;
         return number;
     };
-    for (Mutex* const m : {locks[1], locks[0], locks[0]})
-        get(m);
+    for (Mutex* const m : {locks[1], locks[0], locks[0]}) get(m);
     DlThread* const self = lock.owner;
     EXPECT_TRUE(!self->waiting_mutex && lock.count == 2);
     std::counting_semaphore<2> give_up(0);

@@ -50,16 +50,13 @@ std::string shown(const l_univ& l) {
 
 // The states of the table below: empty; left of, on each element of, and right of the list 123.
 void bringTo(l_univ& l, int state) {
-    for (int i = 1; i <= 3 && state > 0; ++i)
-        l.put(i, 0);
+    for (int i = 1; i <= 3 && state > 0; ++i) l.put(i, 0);
     if (state == 1) l.start(), l.back();
     if (state > 1 && state < 5) l.go(state - 1);
     if (state == 5) l.forth();
 }
 
-void tells(const l_univ& l, short found) {
-    EXPECT_EQ(found, !l.off());
-}
+void tells(const l_univ& l, short found) { EXPECT_EQ(found, !l.off()); }
 
 // What an operation makes of the six states ('#' for the fatal assertion, '-' where nothing is
 // tried), its reports in that order, and the assertion's expression.
@@ -169,8 +166,7 @@ TEST_F(ListTest, TypedValuesPrintInTheirOwnWay) {
 
 TEST_F(ListTest, CopiesShareAndKeepTheirLimits) {
     l_univ big("big", t_int);
-    for (int i = 0; i < 40000; ++i)
-        big.put(i, 0);
+    for (int i = 0; i < 40000; ++i) big.put(i, 0);
     l_univ target("target");
     target = big;
     EXPECT_EQ(l_univ(big).count() + target.count(), 2 * 32767);
@@ -182,12 +178,9 @@ TEST_F(ListTest, CopiesShareAndKeepTheirLimits) {
 
 TEST_F(ListTest, EachClassHasItsOrder) {
     l_sorted l;
-    for (const char* text : {"ab\xE9", "ab"})
-        l.put_sorted(new el_CharString(text), 0);
-    for (const char value : {'x', '\x80', '\x7F'})
-        l.put_sorted(made<el_char>(value).release(), 0);
-    for (const double value : {1.0, 0.5})
-        l.put_sorted(made<el_double>(value).release(), 0);
+    for (const char* text : {"ab\xE9", "ab"}) l.put_sorted(new el_CharString(text), 0);
+    for (const char value : {'x', '\x80', '\x7F'}) l.put_sorted(made<el_char>(value).release(), 0);
+    for (const double value : {1.0, 0.5}) l.put_sorted(made<el_double>(value).release(), 0);
     l.print();
     EXPECT_EQ(printed, "ListUniv:\n0.500000 * 1.000000 * x * \x7F * \x80 * ab\nab\xE9\n\n");
 }
@@ -232,9 +225,7 @@ struct Modelled {
 };
 
 std::mt19937 random_number;
-int below(int n) {
-    return static_cast<int>(random_number() % static_cast<unsigned>(n));
-}
+int below(int n) { return static_cast<int>(random_number() % static_cast<unsigned>(n)); }
 
 // One that the list holds already, a new number, or a new list that shares the list's numbers.
 elem_list* any(Modelled& m) {
@@ -319,8 +310,7 @@ TEST_F(ListTest, BehavesLikeAVectorWithACursor) {
             EXPECT_EQ(elementsOf(m.list), m.held);
             count(m.held);
         }
-        for (const auto& [element, references] : counts)
-            EXPECT_EQ(element->nb_ref, references);
+        for (const auto& [element, references] : counts) EXPECT_EQ(element->nb_ref, references);
     }
 }
 

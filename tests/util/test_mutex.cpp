@@ -23,8 +23,7 @@ using testing::HasSubstr;
 // Runs `body(0)` to `body(number - 1)` at once; the end of the result waits for them.
 std::vector<std::jthread> launch(int number, const std::function<void(int)>& body) {
     std::vector<std::jthread> threads;
-    for (int t = 0; t < number; ++t)
-        threads.emplace_back(body, t);
+    for (int t = 0; t < number; ++t) threads.emplace_back(body, t);
     return threads;
 }
 
@@ -97,8 +96,7 @@ TEST_F(LockTest, NotesTellTheHolderOnceAndOnlyWhileSwitchedOn) {
     m->in_note = 1;
     mutexGet(m, "again.cpp", 13);
     EXPECT_EQ(trace.lines().size(), 2u) << "a note is being written";
-    for (int i = 0; i < 4; ++i)
-        mutexRel(m);
+    for (int i = 0; i < 4; ++i) mutexRel(m);
     EXPECT_EQ(m->call_stack, nullptr);
     const MutexHold hold(systemMutex(), "first.cpp", 1);
     const MutexHold again(systemMutex(), "next.cpp", 2);  // its note takes the same Mutex, and ends
@@ -137,8 +135,7 @@ TEST(ReadWriteLock, KeepsTheNoteOfTheLastGrantAndWritersAloneUnderContention) {
     rwInit(&lock);
     EXPECT_TRUE(rwLock(&lock, 0) && rwLock(&lock, 0, 0, "held") && !rwLock(&lock, 1, 0, "refused"));
     EXPECT_STREQ(lock.note, "held");
-    for (int held = lock.readers; held > 0; --held)
-        rwUnlock(&lock, 0);
+    for (int held = lock.readers; held > 0; --held) rwUnlock(&lock, 0);
     long first = 0, second = 0;  // equal for every reader
     launch(4, [&](int t) {
         const auto exclusive = static_cast<short>(t % 2);
@@ -164,8 +161,7 @@ TEST(Gate, OpensForAllAndMayBeDestroyedUnderThoseThatWaitAndCome) {
         std::atomic<int> released = 0;
         const auto threads = launch(4, [&](int) {
             released += gateWait(&gate);
-            while (gateWait(&gate))
-                continue;  // 1 while open, 0 once closed
+            while (gateWait(&gate)) continue;  // 1 while open, 0 once closed
         });
         for (int waiters = 0; round % 3 < 2 && waiters < 4; std::this_thread::yield()) {
             const MutexHold hold(gate.mutex, "test", __LINE__);
@@ -173,8 +169,7 @@ TEST(Gate, OpensForAllAndMayBeDestroyedUnderThoseThatWaitAndCome) {
         }
         if (round % 3 == 0) {
             gateOpen(&gate);
-            while (released < 4)
-                std::this_thread::yield();
+            while (released < 4) std::this_thread::yield();
             EXPECT_EQ(gateWait(&gate, 0), 1);
         }
         gateDestroy(&gate);

@@ -91,13 +91,10 @@ TEST(Table, ManyThreadsStartThreadsAtOnce) {
             ids[i] = threadCreate("suspended", entry, 0, 0, nullptr, 0);
     };
     { const std::jthread a(start, 0), b(start, 20); }
-    while (named < 40)
-        EXPECT_EQ(listing().find(kHeading), 0U);
+    while (named < 40) EXPECT_EQ(listing().find(kHeading), 0U);
     EXPECT_EQ(left + threadSuspend(4711), 0);
-    for (const std::uint32_t id : ids)
-        threadResume(id);
-    while (left < 40)
-        threadYield();
+    for (const std::uint32_t id : ids) threadResume(id);
+    while (left < 40) threadYield();
     EXPECT_EQ(listing(), before);
 }
 
@@ -105,8 +102,7 @@ TEST(Table, TheFiftySixthEntryIsRefused) {
     const CapturedTrace trace;
     const auto used = [] { return std::ranges::count(listing(), '\n') - 3; };
     PutThreadInTbThread("own", 1, own_id);
-    for (std::uint32_t i = 0; used() < 55; ++i)
-        PutThreadInTbThread("x", 100 + i, 100 + i);
+    for (std::uint32_t i = 0; used() < 55; ++i) PutThreadInTbThread("x", 100 + i, 100 + i);
     const std::string full = listing();
     PutThreadInTbThread("a_name_not_cut", 1, 99);
     EXPECT_EQ(trace.all(), "@error in PutThreadInTbThread: table is full! a_name_not_cut  \n");

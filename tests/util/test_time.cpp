@@ -9,9 +9,7 @@
 static std::time_t now = 0;
 
 // Stands before the C library's, so that a test can choose the year.
-extern "C" std::time_t time(std::time_t*) noexcept {
-    return now;
-}
+extern "C" std::time_t time(std::time_t*) noexcept { return now; }
 
 static std::string at(const std::string& zone, long long moment) {
     setenv("TZ", zone.c_str(), 1);
@@ -25,7 +23,7 @@ static std::string at(const std::string& zone, long long moment) {
 TEST(Time, FollowsTheSecondAndTheZoneAndHasFourDigitsOfYear) {
     EXPECT_EQ(at("UTC0", 946684799), "{ 1999, 12, 31, 23, 59, 59 }");
     EXPECT_EQ(at("UTC0", 946684800), "{ 2000, 1, 1, 0, 0, 0 }");
-    EXPECT_EQ(at("XXX-3", 946684800), "{ 2000, 1, 1, 3, 0, 0 }");
+    EXPECT_EQ(at("ABC-3", 946684800), "{ 2000, 1, 1, 3, 0, 0 }");
     const std::string long_zone(80, 'Z');  // longer than what is remembered
     EXPECT_EQ(at(long_zone + "-5", 1772000461), "{ 2026, 2, 25, 11, 21, 1 }");
     EXPECT_EQ(at(long_zone + "-6", 1772000461), "{ 2026, 2, 25, 12, 21, 1 }");

@@ -63,12 +63,10 @@ TEST(Trace, LinesOfManyThreadsReachTheSinkWhole) {
         for (unsigned t = 0; t < 8; ++t) {
             threads.emplace_back([t, &began] {
                 ++began;
-                for (int i = 0; i < 200; ++i)
-                    traceValues(std::string(20u << t, 'a').c_str(), t);
+                for (int i = 0; i < 200; ++i) traceValues(std::string(20u << t, 'a').c_str(), t);
             });
         }
-        while (began < 8)
-            std::this_thread::yield();
+        while (began < 8) std::this_thread::yield();
         traceTexts("holder");
         EXPECT_EQ(trace.all(), "@holder   \n");
     }
