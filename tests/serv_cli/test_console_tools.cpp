@@ -70,23 +70,6 @@ int showTyped(const ClientId* client, const char* text) {
     return 0;
 }
 
-TEST(ConsoleTools, ARemoteClientIsReachedThroughTheHooksOnly) {
-    const CharString text("row");
-    client_hooks = {};
-    char buffer[] = "kept";
-    for (const ClientId* nobody : {&kRemote, static_cast<const ClientId*>(nullptr)}) {
-        EXPECT_EQ(client_alive(nobody) + client_input_ready(nobody), 0);
-        EXPECT_EQ(client_read(nobody, buffer, 4), 0);
-        EXPECT_EQ(client_filter(nobody, showTyped, 1, "t"), 1);
-    }
-    EXPECT_EQ(client_getc(&kRemote) + client_alive(&kLocal), 1);
-    connectRemote("\xe9");
-    EXPECT_EQ(client_alive(&kRemote) + client_input_ready(&kRemote), 8);
-    EXPECT_EQ(client_getc(&kRemote), 0xE9);
-    client_write(kRemote, &text);
-    EXPECT_EQ(sent, kKey + "row");
-}
-
 TEST(ConsoleTools, FiltersKeyByKeyForARemoteClient) {
     connectRemote("a\r\n");
     EXPECT_EQ(client_filter(&kRemote, showTyped, 1, "Lines "), 1);

@@ -22,27 +22,6 @@ TEST(Optional, WireFormHasAPresenceByteInFront) {
     EXPECT_EQ(OptTextSize(nullptr) + OptTextSize("") + OptCharStringSize(&word), 7);
 }
 
-TEST(Optional, TextIsCutAtItsLimitAndAnyPresenceCounts) {
-    const std::tuple<std::string, const char*, int> kCases[] = {
-        {"", nullptr, 0},      {"\0tail"s, nullptr, 1}, {"\1\0"s, "", 2},
-        {"\2ab\0c"s, "ab", 4}, {"\1abc", "abc", 4},     {"\xFF", "", 1}};
-    for (const auto& [wire, expected, moved] : kCases) {
-        // An array of just that length, so that a sanitizer sees a step beyond.
-        const std::unique_ptr<char[]> area(new char[wire.size()]);
-        std::copy(wire.begin(), wire.end(), area.get());
-        char *cursor = area.get(), *text = nullptr;
-        GetOptText(&text, &cursor, area.get() + wire.size());
-        EXPECT_STREQ(std::unique_ptr<char[]>(text).get(), expected);
-        EXPECT_EQ(cursor - area.get(), moved);
-    }
-    for (const auto& [size, expected] : {std::pair{4, "abc"}, {7, "abcdef"}, {-3, ""}}) {
-        char wire[] = "\1abcdef", *cursor = wire, *text = nullptr;
-        GetOptTextSized(&text, &cursor, size);
-        EXPECT_STREQ(std::unique_ptr<char[]>(text).get(), expected);
-        EXPECT_EQ(cursor, wire + 8);
-    }
-}
-
 TEST(Optional, OtherReadersLeaveTheirValueAbsentAtTheEndOfTheStream) {
     char wire[] = "\5\x34\x12\0\1word\0\7";
     char *cursor = wire, *none = nullptr;

@@ -91,48 +91,6 @@ TEST_F(Sim, AnswersEachCommand) {
     EXPECT_EQ(console.ask("lines\n", 9), "zor_sim: KEL 9 isn't connected; kels tells which are.\n");
 }
 
-TEST_F(Sim, TheModelLivesAndIsWatched) {
-    RawConsole console(port_);
-    console.type("0 p -watch");
-    EXPECT_THAT(console.upTo(" Free\n"), HasSubstr(" KEL 0 line 20"));
-    console.type("history 200\n");  // ends the watch and is a command
-    console.upTo("end of watch");
-    std::string history = console.text();
-    while (history == "no call yet\n") history = console.ask("history 200\n");
-    EXPECT_THAT(history, AllOf(HasSubstr("call 1, "), HasSubstr("InitialDest")));
-    EXPECT_THAT(console.ask("history 200 1\n"),
-                AllOf(HasSubstr("DialableNum        20"), HasSubstr("UnicodeLastName")));
-    while (console.ask("calls\n") == "no call under way\n") continue;
-    while (console.ask("voicemail\n") == "no message\n") continue;
-}
-
-TEST_F(Sim, PromptsOverTheWire) {
-    RawConsole console(port_);
-    EXPECT_EQ(console.ask("ask\n"), "zor_sim: which line calls? ");
-    EXPECT_EQ(console.ask("200\n"), "zor_sim: which line is called? ");
-    EXPECT_THAT(console.ask("200\n"), HasSubstr("that call can't be"));
-
-    EXPECT_EQ(console.ask("key 2\n"), "zor_sim: press 2 keys.\n");
-    EXPECT_EQ(console.text(), "<on-canonique>\n");
-    console.type("a\n\xFF");  // the line end is no key; what follows is the second one
-    EXPECT_EQ(console.upTo("255"),
-              "<off-canonique>\nkey 'a' (97)\n<on-canonique>\n<off-canonique>\n"
-              "<on-canonique>\n<off-canonique>\nkey 255\n");
-
-    EXPECT_THAT(console.ask("filter\n"), StartsWith("zor_sim: type;"));
-    EXPECT_EQ(console.text(), "<on-canonique>\n");
-    console.type("COS\x7F\x7F");
-    for (const char* const typed : {"C", "CO", "COS", "CO", "C"}) {
-        const std::string screen = console.upTo("###");
-        EXPECT_THAT(screen, AllOf(HasSubstr("<off-canonique>\n<clear-screen>\n"),
-                                  HasSubstr(std::string("lines###### ") + typed + " \n")));
-        EXPECT_THAT(console.text(), HasSubstr("Costa Lia"));
-    }
-    console.type("\n\n");
-    console.upTo("End lines######\n");
-    EXPECT_EQ(console.ask("echo back"), "back\n");
-}
-
 TEST_F(Sim, ShowsADeadLockAndGoesOnServing) {
     RawConsole console(port_), other(port_);
     for (int round = 0; round < 3; ++round) {
@@ -160,25 +118,6 @@ TEST_F(Sim, ShowsTraceAndFiles) {
                       HasSubstr("refused and removed")));
 }
 
-TEST_F(Sim, OneConsolesMisbehaviourIsNobodyElsesConcern) {
-    RawConsole steady(port_), deaf(port_), cut(port_), noisy(port_);
-    cut.send(support::header(10, 5, -1, 1000) + "half");
-    cut.reset();
-    noisy.send(std::string(4000, '#') + support::header(10, 5, -1, -1) + frame(99, -7, 0, "xyz"));
-    EXPECT_EQ(noisy.ask("echo in step"), "in step\n");
-    EXPECT_THAT(noisy.ask(std::string(999'990, 'n')), StartsWith("zor_sim: no command \"nnn"));
-    for (int i = 0; i < 200; ++i) deaf.type("body 100000\n");  // it takes none of the answers
-    EXPECT_EQ(steady.ask("echo on\n"), "on\n");
-    std::string typed, answers;
-    for (int i = 0; i < 300; ++i) {  // more than a mailbox takes at once, and in order all the same
-        noisy.type("echo " + std::to_string(i));
-        typed += std::to_string(i) + "\n";
-    }
-    for (int i = 0; i < 300; ++i) answers += noisy.text();
-    EXPECT_EQ(answers, typed);
-    EXPECT_THAT(steady.ask("consoles\n"), AllOf(HasSubstr("console 2"), HasSubstr("console 4")));
-}
-
 TEST_F(Sim, ReconnectsNeverFillTheThreadTable) {
     RawConsole steady(port_);
     for (int i = 0; i < 120; ++i) RawConsole passing(port_);
@@ -188,30 +127,6 @@ TEST_F(Sim, ReconnectsNeverFillTheThreadTable) {
         threads = steady.ask("threads\n");
     EXPECT_THAT(threads, AllOf(HasSubstr(" Model "), HasSubstr(" Console 1 ")));
     EXPECT_EQ(std::ranges::count(threads, '\n'), 5) << threads;
-}
-
-TEST(SimStart, TellsWhatIsWrongAndEnds) {
-    SimProcess first("--port 0");
-    const std::string port = std::to_string(first.readPort());
-    const std::string usage = "Usage: zor_sim [--port N] [--pace MS] [--lines N]\n";
-    const struct {
-        std::string arguments, line;
-        int status;
-    } kCases[] = {
-        {"--port " + port, "zor_sim: can't listen on port " + port + ": Address already in use\n",
-         1},
-        {"--port 65536", usage, 2},
-        {"--port 12x", usage, 2},
-        {"--pace", usage, 2},
-        {"--lines 1", usage, 2},
-        {"spare", usage, 2},
-        {"--help", usage, 0},
-    };
-    for (const auto& c : kCases) {
-        SimProcess sim(c.arguments);
-        EXPECT_EQ(sim.readLine(), c.line) << c.arguments;
-        EXPECT_EQ(sim.finish(), c.status) << c.arguments;
-    }
 }
 
 }  // namespace
