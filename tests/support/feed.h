@@ -25,11 +25,12 @@ inline std::string packFrame(const std::string& body, int op = 5, int version = 
            body;
 }
 
-/// `near` reads what the test puts into the far end, each piece as a delivery of its own.
+/// `near` reads what the test puts into the far end, each piece as a delivery of its own. A stream
+/// may still join a piece to the one being read; SOCK_SEQPACKET never does, but cuts a longer one.
 struct FedLine {
-    FedLine() {
+    explicit FedLine(int type = SOCK_STREAM) {
         int ends[2] = {-1, -1};
-        ::socketpair(AF_UNIX, SOCK_STREAM, 0, ends);
+        ::socketpair(AF_UNIX, type, 0, ends);
         near.fd = ends[0];
         far = ends[1];
     }

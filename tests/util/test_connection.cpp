@@ -47,7 +47,7 @@ TEST(ConnectionTest, ConnectsWhereSomebodyListens) {
 }
 
 TEST(ConnectionTest, ReadsABlockHoweverItArrives) {
-    FedLine line;
+    FedLine line(SOCK_SEQPACKET);
     char buffer[1000];
     std::int32_t got = 77;
     std::thread feeder([&] { line.feed({"abc", "def", std::string(994, 'z'), "123"}); });
