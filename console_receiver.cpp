@@ -60,7 +60,8 @@ bool Receiver::obeyControl(std::string_view text) {
     return true;
 }
 
+// The recording first: a terminal that its operator has stopped holds back the screen alone.
 void Receiver::settle() {
-    screen_.flush(stdout);
     recorder_.settle();
+    screen_.flush(stdout);
 }

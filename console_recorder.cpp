@@ -1,5 +1,7 @@
 #include "console_recorder.h"
 
+#include <fcntl.h>
+
 #include <cerrno>
 #include <cstring>
 #include <utility>
@@ -25,14 +27,18 @@ void Recorder::open(const char* name) {
         const MutexHold hold(mutex_, SOURCE_MODULE, __LINE__);
         close();
     }
-    // Without the lock, because opening may wait, for instance for the other end of a pipe.
-    File file = std::strlen(name) < kNameSize ? openFile(name, "w") : nullptr;
-    std::printf(file ? "file %s is opened to record" : kOpenError, name);
-    const MutexHold hold(mutex_, SOURCE_MODULE, __LINE__);
-    if (file) name_ = name;
-    file_ = std::move(file);
-    recording_ = file_ != nullptr;
-    fault_told_ = false;
+    // Without the lock, because opening may take its time on a remote disk.
+    File file = std::strlen(name) < kNameSize ? openNew(name) : nullptr;
+    const bool opened = file != nullptr;
+    {
+        const MutexHold hold(mutex_, SOURCE_MODULE, __LINE__);
+        if (opened) name_ = name;
+        file_ = std::move(file);
+        recording_ = opened;
+        fault_told_ = false;
+    }
+    // Whoever reads this finds everything from here on in the recording.
+    std::printf(opened ? "file %s is opened to record" : kOpenError, name);
 }
 
 std::string Recorder::record(std::string_view text) {
@@ -52,18 +58,29 @@ void Recorder::settle() {
     if (file_) check(run_.flush(file_.get()));
 }
 
-/// The texts are gathered here already, so the stream itself keeps nothing back: what a full disk
-/// refuses is lost and not written again later, out of its place.
-Recorder::File Recorder::openFile(const char* name, const char* mode) {
-    File file(std::fopen(name, mode));
-    if (file) std::setvbuf(file.get(), nullptr, _IONBF, 0);
-    return file;
+/// Makes or truncates the file `name`. A named pipe whose other end nobody reads is refused at
+/// once; one that is read takes texts at its reader's pace, like any file.
+Recorder::File Recorder::openNew(const char* name) {
+    constexpr mode_t kForAll = 0666;  // less what the umask takes away
+    const int fd = ::open(name, O_WRONLY | O_CREAT | O_TRUNC | O_NONBLOCK | O_CLOEXEC, kForAll);
+    if (fd < 0) return nullptr;
+    ::fcntl(fd, F_SETFL, 0);
+    return unbuffered(::fdopen(fd, "w"));
 }
 
+/// The texts are gathered here already, so the stream itself keeps nothing back: what a full disk
+/// refuses is lost and not written again later, out of its place.
+Recorder::File Recorder::unbuffered(std::FILE* file) {
+    if (file) std::setvbuf(file, nullptr, _IONBF, 0);
+    return File(file);
+}
+
+// `recording_` goes last: until then a text of the "Receiver" is in use here, and its `settle` has
+// to wait for the lock.
 void Recorder::close() {
-    recording_ = false;
     if (file_) check(run_.flush(file_.get()));
     file_.reset();
+    recording_ = false;
 }
 
 /// Goes back to the beginning of the file without truncating it: the old text stays behind the new.
@@ -75,7 +92,7 @@ std::string Recorder::startOver() {
     check(run_.append(notice, file_.get()));
     check(run_.flush(file_.get()));
     file_.reset();
-    file_ = openFile(name, "r+");
+    file_ = unbuffered(std::fopen(name, "r+"));
     recording_ = file_ != nullptr;
     if (file_) return notice;
     char error[2 * kNameSize];

@@ -25,8 +25,8 @@ class Recorder {
 
     /// Ends the present recording and begins one in the file `name`, which is made or truncated.
     /// Says on standard output how that went: "file %s is opened to record", or "error opening %s
-    /// to write\n", also for a name of 80 bytes or more; then nothing is recorded. Operator's
-    /// thread.
+    /// to write\n", also for a name of 80 bytes or more and for a named pipe that nobody reads;
+    /// then nothing is recorded. Operator's thread.
     void open(const char* name);
 
     /// Adds `text` to the recording, if there is one. The text must stay where it is until
@@ -44,16 +44,18 @@ class Recorder {
     };
     using File = std::unique_ptr<std::FILE, CloseFile>;
 
-    static File openFile(const char* name, const char* mode);
+    static File openNew(const char* name);
+    static File unbuffered(std::FILE* file);
     void close();
     std::string startOver();
     void check(bool written);
 
     Mutex* mutex_ = nullptr;
-    std::atomic<bool> recording_{false};  // whether file_ is open; spares idle texts the lock
+    // False only while no text is in use here; spares idle texts the lock.
+    std::atomic<bool> recording_{false};
     // Guarded by mutex_:
     File file_;
     std::string name_;
-    TextRun run_;
+    TextRun run_{TextRun::OnDeadEnd::kFail};
     bool fault_told_ = false;
 };

@@ -14,6 +14,12 @@ class TextRun {
     /// Pieces up to this size, in bytes, may be copied together: copying is cheaper than a write.
     static constexpr std::size_t kSmall = 4096;
 
+    /// What a write to a pipe without a reader, or beyond the size that files may have, does: end
+    /// the process by the system's signal, or only fail.
+    enum class OnDeadEnd { kSignal, kFail };
+
+    explicit TextRun(OnDeadEnd on_dead_end = OnDeadEnd::kSignal) : on_dead_end_(on_dead_end) {}
+
     /// Adds `text`, and writes what it can't be gathered with. False if a write fell short.
     bool append(std::string_view text, std::FILE* out);
 
@@ -29,6 +35,7 @@ class TextRun {
 
     bool isCopied() const { return run_.data() == copies_.get(); }
 
+    const OnDeadEnd on_dead_end_;
     std::string_view run_;
     std::unique_ptr<char[]> copies_ = std::make_unique<char[]>(kCopySize);
 };

@@ -1,4 +1,5 @@
 #include <gtest/gtest.h>
+#include <sys/stat.h>
 
 #include <cstdio>
 #include <filesystem>
@@ -102,11 +103,16 @@ TEST_F(ReceiverTest, HasEverythingOutBeforeItWaitsForMore) {
     const std::string next = packFrame(std::string(20'000, 'n'));
     const std::string out = "first" + std::string(10'000, 'n');
     EXPECT_TRUE(line.feed({packFrame("first") + next.substr(0, 132 + 15'000)}));
-    for (int i = 0; i < 10'000 && contentOf(path_) != out; ++i) threadSleep(1);
-    EXPECT_EQ(contentOf(path_), out) << "the screen comes before the recording";
+    const auto shown = [] {
+        struct stat screen {};
+        return fstat(STDOUT_FILENO, &screen) == 0 ? static_cast<std::size_t>(screen.st_size) : 0;
+    };
+    for (int i = 0; i < 10'000 && shown() < out.size(); ++i) threadSleep(1);
+    EXPECT_EQ(contentOf(path_), out) << "the recording comes before the screen";
+    EXPECT_EQ(shown(), out.size()) << "no chunk in part";
     line.hangUp();
     receiver.join();
-    EXPECT_EQ(GetCapturedStdout(), out + kGone) << "no chunk in part";
+    EXPECT_EQ(GetCapturedStdout(), out + kGone);
 }
 
 TEST_F(ReceiverTest, KeepsTextsWholeWhileTheOperatorChangesFiles) {
