@@ -76,6 +76,17 @@ bool lookUp(const char* hostname, unsigned char address[4]) {
     return true;
 }
 
+/// Whether the socket is its own peer. With nobody listening on a port of this machine, a connect
+/// meets itself once the system picks that very port for its near end. A console that tries for
+/// hours gets there, would talk to itself, and would keep the server off its port.
+bool isOwnPeer(int socket_fd) {
+    sockaddr_in near{}, far{};
+    socklen_t near_length = sizeof near, far_length = sizeof far;
+    return ::getsockname(socket_fd, reinterpret_cast<sockaddr*>(&near), &near_length) == 0 &&
+           ::getpeername(socket_fd, reinterpret_cast<sockaddr*>(&far), &far_length) == 0 &&
+           near.sin_port == far.sin_port && near.sin_addr.s_addr == far.sin_addr.s_addr;
+}
+
 void traceReadBlock(const char* text, std::int32_t value) {
     CharString line;
     line << text << static_cast<int>(value) << '\n';
@@ -121,6 +132,7 @@ short Connection::ConnectService(const char* hostname, std::int32_t port, short 
         finishConnect();
     else if (result != 0)
         Close();
+    if (isOwnPeer(fd)) Close();
     if (verboseIpc && fd >= 0)
         std::printf("Connection::ConnectService, fd= %d\n", static_cast<int>(fd));
     return fd >= 0;

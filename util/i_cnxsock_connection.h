@@ -36,9 +36,10 @@ class Connection {
 
     /// Connects to `hostname` (a dotted address, a name, or empty for this machine) at the low 16
     /// bits of `port`, after closing what was open. With `blocking` 0 it gives up after 1,000 ms,
-    /// and the socket stays non-blocking. Gives 1 if `fd` is open at the end, else 0. The last
-    /// argument has no effect. A null `hostname` is a fatal assertion. Names are looked up in the
-    /// static data of `gethostbyname`, so two threads must not look up at the same time.
+    /// and the socket stays non-blocking. Gives 1 if `fd` is open at the end, else 0. A socket that
+    /// the system connected to itself counts as a failure. The last argument has no effect. A null
+    /// `hostname` is a fatal assertion. Names are looked up in the static data of `gethostbyname`,
+    /// so two threads must not look up at the same time.
     short ConnectService(const char* hostname, std::int32_t port, short blocking, short ignored);
 
     /// Reads exactly `length` bytes. Gives 1 when they are there, 0 when the connection is lost and
@@ -116,8 +117,9 @@ class ExwConnection : public Connection {
 /// itself fails. 0 polls, a negative time-out waits without limit. Any thread.
 short WaitFdReadable(std::int32_t fd, std::int32_t timeout);
 
-/// Fills `buffer` with this machine's name: the host name if that is "localhost", otherwise the
-/// node name of the system. Gives 0, or the failure of `gethostname` if neither is known.
+/// Fills `buffer` with this machine's name, cut to `size` bytes with its terminator: the host name
+/// if that is "localhost", otherwise the node name of the system. Gives 0, or the failure of
+/// `gethostname` if neither is known, -1 for a `size` of 0 or less.
 int LocalHostName(char* buffer, int size);
 
 /// Writes the peer's address as "%.3d.%.3d.%.3d.%.3d", or " (errno %d)" if it is not known, into

@@ -75,7 +75,6 @@ short IsLocalHost(const char* name) {
     if (std::strstr(name, "localhost")) return 1;
     char own_name[kNameSize] = "";
     LocalHostName(own_name, sizeof own_name);
-    own_name[kNameSize - 1] = 0;  // a name that fills the buffer comes without its terminator
     if (std::strcmp(name, own_name) == 0) return 1;
     const Address own_address = lookUp(own_name).value_or(Address{});
     if (beginsWithAddress(name, own_address)) return 1;

@@ -137,7 +137,8 @@ inline short GetText(char* out, Byte** cursor, std::int32_t size,
     if (!*cursor) return 0;
     const auto [bytes, ended] = stream_detail::textExtent(*cursor, limit);
     if (size > 0) {
-        std::memcpy(out, *cursor, std::min(bytes, static_cast<std::size_t>(size)));
+        // The text may be taken to a place in front of itself, in the memory that it came in.
+        std::memmove(out, *cursor, std::min(bytes, static_cast<std::size_t>(size)));
         out[size - 1] = 0;
     }
     *cursor += bytes;

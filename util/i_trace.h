@@ -32,8 +32,9 @@ extern std::atomic<short> traceOff;
 /// its text.
 extern std::atomic<short> traceStdoutOff;
 
-/// Takes one finished text. Several threads may be in it at once, and nothing is locked meanwhile;
-/// it may trace itself, as long as it knows when to stop.
+/// Takes one finished text. Several threads may be in it at once, and it may trace itself, as long
+/// as it knows when to stop. A trace line comes with nothing locked, but what elements and lists
+/// print comes under "mutex_Systeme": a lock that the sink takes must not be held while tracing.
 using TraceSink = void (*)(const char* text);
 
 /// Sends all further trace text to `sink`; null means standard output again, without a flush.

@@ -22,7 +22,7 @@ TEST(MsgStream, LiesLowByteFirstAndReadsBackWithItsSign) {
     std::int16_t s = 0;
     std::int32_t l = 0;
     std::uint32_t u = 0;
-    EXPECT_EQ(GetShort(&s, &reader, nullptr) + GetLong(&l, &reader, nullptr), 2);
+    EXPECT_TRUE(GetShort(&s, &reader, nullptr) && GetLong(&l, &reader, nullptr));
     EXPECT_EQ(GetULong(&u, &reader, area + 10), 1);
     EXPECT_TRUE(s == -2 && l == INT32_MIN + 1 && u == 0xFFEEDDCCu && reader == area + 10);
 }
