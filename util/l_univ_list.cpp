@@ -1,5 +1,7 @@
 #include "util/l_univ_list.h"
 
+#include <cstdio>
+
 #include "util/i_assert.h"
 #include "util/i_os_mutex.h"
 
@@ -22,11 +24,6 @@ template <typename... Parts>
     elem_list::emit(out);
 }
 
-// One node less holds the element; the last one takes it along.
-void letGo(elem_list* element) {
-    if (--element->nb_ref == 0) delete element;
-}
-
 template <typename Element, typename Value>
 elem_list* make(Value value) {
     auto* const element = new Element;
@@ -44,7 +41,8 @@ l_univ::l_univ(const char* name, short id) : elem_list(id), nom(name) {
 l_univ::l_univ(const l_univ& l) : l_univ(l.nom, l.id_type) {
     int taken = 0;
     for (const Node* n = l.prem; n && taken < kCopyLimit; n = n->suiv, ++taken)
-        put_right(n->val);
+        link(n->val, dern, nullptr);
+    pos_curseur = taken;
 }
 
 l_univ::l_univ(l_univ& a, l_univ& b) : l_univ(static_cast<const l_univ&>(a)) {
@@ -102,8 +100,10 @@ elem_list* l_univ::itemWithReport(short id) {
     }
     ZOR_ASSERT_NAMED(!off() && cour != nullptr, "!off() && cour != NULL", nom);
     const bool expected = id == t_neutre || cour->val->id_type == id;
-    if (!expected)
+    if (!expected) {
         report(nom, " l_univ::item, type attendu ", id, " <> lu ", cour->val->id_type, '\n');
+        std::fflush(stdout);  // the end that follows drops what a pipe hasn't got yet
+    }
     ZOR_ASSERT_NAMED(expected, "id == t_neutre || cour->val->id_type == id", nom);
     return cour->val;
 }
@@ -192,9 +192,15 @@ void l_univ::put_left(elem_list* v) {
     link(v, cour->prec, cour);
 }
 
+// `put_right` at the last element, whose place is known: the most used insertion of the family.
 void l_univ::put_end(elem_list* v) {
-    finish();
-    put_right(v);
+    ZOR_ASSERT_NAMED(v != nullptr, "v != NULL", nom);
+    if (!accepts(v)) [[unlikely]] {
+        finish();
+        return reportPutRightDenied(v);
+    }
+    link(v, dern, nullptr);
+    pos_curseur = nb_elem;
 }
 
 // Inserts an element that nobody else knows: if the list denies it, it goes again.
@@ -250,16 +256,8 @@ void l_univ::replace(elem_list* v) {
     letGo(old);
 }
 
-void l_univ::remove() {
-    if (!cour) return report(nom, " l_univ: remove denied: ", empty() ? "empty\n" : "off\n");
-    Node* const gone = cour;
-    (gone->prec ? gone->prec->suiv : prem) = gone->suiv;
-    (gone->suiv ? gone->suiv->prec : dern) = gone->prec;
-    cour = gone->suiv;
-    letGo(gone->val);
-    delete gone;
-    --nb_elem;
-    if (nb_elem == 0) forget();
+void l_univ::reportRemoveDenied() {
+    report(nom, " l_univ: remove denied: ", empty() ? "empty\n" : "off\n");
 }
 
 void l_univ::wipe_out() {
@@ -272,11 +270,6 @@ void l_univ::wipe_out() {
     }
     unlock();
     forget();
-}
-
-void l_univ::forget() {
-    prem = dern = cour = nullptr;
-    nb_elem = pos_curseur = 0;
 }
 
 // ---- copying ----

@@ -15,8 +15,9 @@
 //
 // Misuse falls into two kinds. What a correct program can run into (moving past an end, removing or
 // appending at the wrong place, an element of the wrong tag for `put_right`) is reported as one
-// line through `emit`, begins with the list's name, and changes nothing. Anything else is a fault
-// of the calling code and ends the process with an assertion that names the list.
+// line through `emit`, begins with the list's name, and changes nothing (but `item` with the cursor
+// off moves it to the last element). Anything else is a fault of the calling code and ends the
+// process with an assertion that names the list (that of `go` doesn't).
 //
 // Threads: no operation but `wipe_out` takes the list's own lock, and even `item` and `i_th` write
 // the cursor. A list that threads share needs the caller's lock around every use.
@@ -60,8 +61,8 @@ class l_univ : public elem_list {
     l_univ() : l_univ("ListUniv") {}
     explicit l_univ(const char* name) : l_univ(name, t_liste) {}
     l_univ(const char* name, short id);
-    /// A list with the tag and the name of `l` and at most its first 32,767 elements. It reads the
-    /// nodes directly, so the cursor of `l` stays where it is.
+    /// A list with the tag and the name of `l` and at most its first 32,767 elements, whatever
+    /// their tags. It reads the nodes directly, so the cursor of `l` stays where it is.
     l_univ(const l_univ& l);
     ~l_univ() override;
 
@@ -202,7 +203,15 @@ class l_univ : public elem_list {
     elem_list* itemWithReport(short id);
     void appendOwn(int pos, int nb);
     void reportPutRightDenied(const elem_list* v);
-    void forget();
+    void reportRemoveDenied();
+    // One node less holds the element; the last one takes it along.
+    static void letGo(elem_list* element) {
+        if (--element->nb_ref == 0) delete element;
+    }
+    void forget() {
+        prem = dern = cour = nullptr;
+        nb_elem = pos_curseur = 0;
+    }
 };
 
 inline void l_univ::start() {
@@ -233,4 +242,20 @@ inline elem_list* l_univ::item(short id) {
     if (cour && (id == t_neutre || cour->val->id_type == id)) [[likely]]
         return cour->val;
     return itemWithReport(id);
+}
+
+inline void l_univ::remove() {
+    Node* const gone = cour;
+    if (!gone) [[unlikely]]
+        return reportRemoveDenied();
+    Node* const before = gone->prec;
+    Node* const behind = gone->suiv;
+    (before ? before->suiv : prem) = behind;
+    (behind ? behind->prec : dern) = before;
+    cour = behind;
+    elem_list* const element = gone->val;
+    delete gone;  // while it is at hand: the element may lead far away
+    letGo(element);
+    if (--nb_elem == 0) [[unlikely]]
+        forget();
 }
