@@ -38,6 +38,13 @@ void unbufferStandardStreams() {
     std::setvbuf(stdout, nullptr, _IONBF, 0);
 }
 
+// Into a pipe of the usual size a long text goes in pieces, and the console and its reader take turns
+// instead of working at once. What can't be widened, like a terminal, stays as it is.
+void widenOutputPipe() {
+    constexpr int kPipeSize = 1 << 20;  // bytes; the most that the system grants to everybody
+    fcntl(STDOUT_FILENO, F_SETPIPE_SZ, kPipeSize);
+}
+
 void gatherArguments(int count, char** words) {
     for (int i = 1; i < count; ++i)
         args_line << " " << words[i];
@@ -63,6 +70,7 @@ bool chooseServer(int count, char** words, Server& server) {
 int main(int count, char** words) {
     fillStandardDescriptors();
     unbufferStandardStreams();
+    widenOutputPipe();
     gatherArguments(count, words);
     std::printf("Usage: [hostname] \n");
     Server server;
