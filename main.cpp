@@ -38,8 +38,8 @@ void unbufferStandardStreams() {
     std::setvbuf(stdout, nullptr, _IONBF, 0);
 }
 
-// Into a pipe of the usual size a long text goes in pieces, and the console and its reader take turns
-// instead of working at once. What can't be widened, like a terminal, stays as it is.
+// Into a pipe of the usual size a long text goes in pieces, and the console and its reader take
+// turns instead of working at once. What can't be widened, like a terminal, stays as it is.
 void widenOutputPipe() {
     constexpr int kPipeSize = 1 << 20;  // bytes; the most that the system grants to everybody
     fcntl(STDOUT_FILENO, F_SETPIPE_SZ, kPipeSize);

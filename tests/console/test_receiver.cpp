@@ -1,3 +1,4 @@
+#include <fcntl.h>
 #include <gtest/gtest.h>
 #include <sys/stat.h>
 
@@ -113,6 +114,43 @@ TEST_F(ReceiverTest, HasEverythingOutBeforeItWaitsForMore) {
     line.hangUp();
     receiver.join();
     EXPECT_EQ(GetCapturedStdout(), out + kGone);
+}
+
+// The pending text lies in memory of the receiver, which may use it again once it has settled.
+TEST_F(ReceiverTest, WritesPendingTextBeforeTheRecordingChangesHands) {
+    const std::string fifo = path_ + "_fifo";
+    ASSERT_EQ(mkfifo(fifo.c_str(), 0600), 0);
+    EXPECT_EQ(open(fifo), "error opening " + fifo + " to write\n") << "nobody reads it";
+    const int reader = ::open(fifo.c_str(), O_RDONLY | O_NONBLOCK);
+    EXPECT_EQ(open(fifo), "file " + fifo + " is opened to record");
+    const std::string sent(100'000, 's');  // more than the pipe takes at once
+    std::string pending = sent, got;
+    recorder_.record(pending);
+    std::thread operators([&] { recorder_.open(path_.c_str()); });
+    for (int there = 0; there < 65'536; ::ioctl(reader, FIONREAD, &there)) threadSleep(1);
+    std::thread receiver([&] {
+        recorder_.settle();
+        pending.assign(sent.size(), 'X');
+    });
+    threadSleep(20);  // enough for a settle that doesn't wait
+    char piece[65'536];
+    for (ssize_t count = 1; count != 0; count = ::read(reader, piece, sizeof piece))
+        if (count > 1) got.append(piece, static_cast<std::size_t>(count));
+    operators.join();
+    receiver.join();
+    EXPECT_TRUE(got == sent);
+    recorder_.open(fifo.c_str());
+    recorder_.record("for nobody");
+    ::close(reader);
+    testing::internal::CaptureStderr();
+    recorder_.settle();
+    EXPECT_EQ(testing::internal::GetCapturedStderr(),
+              "error writing to " + fifo + ": Broken pipe\n");
+    std::filesystem::remove(fifo);
+    recorder_.open(path_.c_str());
+    recorder_.record("old");
+    recorder_.open(path_.c_str());
+    EXPECT_EQ(contentOf(path_), "") << "emptied behind what was pending";
 }
 
 TEST_F(ReceiverTest, KeepsTextsWholeWhileTheOperatorChangesFiles) {
