@@ -1,4 +1,6 @@
+#include <atomic>
 #include <list>
+#include <thread>
 
 #include "support/console_process.h"
 #include "support/scratch_directory.h"
@@ -47,6 +49,9 @@ TEST(Session, ArgumentsTargetAndRecordingSurviveAReconnect) {
     EXPECT_EQ(scratch.read("a b"), "one\ntwo\n<clear-screen>\n");
     session.console.type(">>/no/such\n");
     session.console.expect("error opening >>/no/such to write\n");
+    session.console.type(">>\n");
+    session.console.expect("file >> is opened to record");
+    EXPECT_TRUE(std::filesystem::remove(">>"));
 }
 
 // Each story ends with the loss of the connection, and each console finds its server again.
@@ -93,6 +98,20 @@ TEST(Session, WriteOnABrokenConnectionOnlyFails) {
     const std::string failed = "write set_client: nbe= -1\n";
     session.console.expect(failed + "\nkel_id = 1\n" + failed +
                            "cnx not ok!\nserver disconnected!\n");
+}
+
+TEST(Session, AWriterThatWaitsForRoomIsLetGoWithTheSession) {
+    Session session;
+    std::atomic<int> typed{0};
+    std::jthread typist([&](const std::stop_token& stop) {
+        for (; !stop.stop_requested(); ++typed) session.console.type(std::string(1023, 't'));
+    });
+    for (int before = -1; before != typed;
+         std::this_thread::sleep_for(std::chrono::milliseconds(100)))
+        before = typed;
+    session.link.stopSending();
+    EXPECT_EQ(session.reconnect(), "cnx not ok!\n");
+    typist.request_stop();  // the next session takes what was under way
 }
 
 TEST(Session, ClosedStandardDescriptorsNeverBecomeTheConnection) {
