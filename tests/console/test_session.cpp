@@ -1,6 +1,4 @@
-#include <atomic>
 #include <list>
-#include <thread>
 
 #include "support/console_process.h"
 #include "support/scratch_directory.h"
@@ -98,20 +96,6 @@ TEST(Session, WriteOnABrokenConnectionOnlyFails) {
     const std::string failed = "write set_client: nbe= -1\n";
     session.console.expect(failed + "\nkel_id = 1\n" + failed +
                            "cnx not ok!\nserver disconnected!\n");
-}
-
-TEST(Session, AWriterThatWaitsForRoomIsLetGoWithTheSession) {
-    Session session;
-    std::atomic<int> typed{0};
-    std::jthread typist([&](const std::stop_token& stop) {
-        for (; !stop.stop_requested(); ++typed) session.console.type(std::string(1023, 't'));
-    });
-    for (int before = -1; before != typed;
-         std::this_thread::sleep_for(std::chrono::milliseconds(100)))
-        before = typed;
-    session.link.stopSending();
-    EXPECT_EQ(session.reconnect(), "cnx not ok!\n");
-    typist.request_stop();  // the next session takes what was under way
 }
 
 TEST(Session, ClosedStandardDescriptorsNeverBecomeTheConnection) {

@@ -71,8 +71,6 @@ class Link {
     }
     bool silent(int milliseconds) { return !readable(*fd_, milliseconds); }
     void hangUp() { fd_.reset(); }
-    /// Ends the one direction; the other stays open and is read no more.
-    void stopSending() { shutdown(*fd_, SHUT_WR); }
     /// Ends the connection with a reset instead of an orderly end.
     void reset() {
         const linger now{1, 0};
@@ -91,8 +89,6 @@ class Peer {
         sockaddr_in place{AF_INET, 0, {htonl(INADDR_LOOPBACK)}, {}};
         socklen_t size = sizeof place;
         auto* const address = reinterpret_cast<sockaddr*>(&place);
-        constexpr int kLittle = 4096;  // so that a console that isn't read soon waits for room
-        setsockopt(fd_, SOL_SOCKET, SO_RCVBUF, &kLittle, sizeof kLittle);
         EXPECT_EQ(bind(fd_, address, size) + getsockname(fd_, address, &size), 0);
         port = std::to_string(ntohs(place.sin_port));
     }
