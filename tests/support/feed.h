@@ -1,6 +1,8 @@
 #pragma once
 // A connection whose other end is the test's, and frames packed by hand.
 
+#include <arpa/inet.h>
+#include <netinet/in.h>
 #include <sys/ioctl.h>
 #include <sys/socket.h>
 #include <unistd.h>
@@ -14,6 +16,14 @@
 
 inline std::string little(unsigned value, int bytes) {
     return bytes ? static_cast<char>(value) + little(value >> 8, bytes - 1) : "";
+}
+
+/// The port that a listening connection has.
+inline int portOf(const Connection& connection) {
+    sockaddr_in address{};
+    socklen_t length = sizeof address;
+    ::getsockname(connection.fd, reinterpret_cast<sockaddr*>(&address), &length);
+    return ntohs(address.sin_port);
 }
 
 /// A frame of text; `lg` other than -2 tells a length that isn't the body's.

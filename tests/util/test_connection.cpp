@@ -1,7 +1,5 @@
-#include <arpa/inet.h>
 #include <fcntl.h>
 #include <gtest/gtest.h>
-#include <netinet/in.h>
 #include <sys/resource.h>
 
 #include <cerrno>
@@ -19,10 +17,7 @@ namespace {
 TEST(ConnectionTest, ConnectsWhereSomebodyListens) {
     Connection server;  // nobody accepts: the connections wait in its backlog
     ASSERT_EQ(server.CreateService(0, 0, 50, 0), 1);
-    sockaddr_in address{};
-    socklen_t length = sizeof address;
-    ::getsockname(server.fd, reinterpret_cast<sockaddr*>(&address), &length);
-    const int port = ntohs(address.sin_port);
+    const int port = portOf(server);
     ExwConnection connection;
     for (const short blocking : {0, 1}) {
         for (const char* host : {"127.0.0.1", "127-0 0.1and more", " 127.256.0.257.9"}) {
@@ -34,6 +29,11 @@ TEST(ConnectionTest, ConnectsWhereSomebodyListens) {
         }
     }
     EXPECT_EQ(connection.ConnectService("localhost", port, 1, 0), 1);
+    EXPECT_EQ(connection.fd, server.fd + 1) << "each socket went before the next came";
+    char own_name[80];
+    LocalHostName(own_name, sizeof own_name);
+    EXPECT_EQ(connection.ConnectService("", port, 1, 0),
+              ExwConnection().ConnectService(own_name, port, 1, 0));
     server.Close();
     for (const char* host : {"127.0.0.1", "no-such-host.invalid"})
         for (const short blocking : {0, 1})
@@ -70,8 +70,51 @@ TEST(ConnectionTest, ReadsABlockHoweverItArrives) {
     line.hangUp();
     EXPECT_EQ(line.near.ReadBlock(buffer, 1000, 5000, &got), 0);
     EXPECT_EQ(got, 600);
+    const linger at_once{1, 0};
+    Connection server, client, served;
+    ASSERT_EQ(server.CreateService(0, 0, 1, 0), 1);
+    ASSERT_EQ(client.ConnectService("127.0.0.1", portOf(server), 1, 0), 1);
+    ASSERT_EQ(server.Accept(served, 1), 1);
+    ::setsockopt(served.fd, SOL_SOCKET, SO_LINGER, &at_once, sizeof at_once);
+    ::close(served.fd.exchange(-1));
+    EXPECT_EQ(client.WaitReadable(30'000) + client.Read(buffer, 1), 1) << "a reset is a loss";
     EXPECT_EQ(trace.lines().front(), "Connection::ReadBlock: nbr incorrect = -1\n");
     EXPECT_EQ(trace.lines().back(), "Connection::ReadBlock: nb_read > 1 = 2\n");
+}
+
+TEST(ConnectionTest, PastItsLimitABlockNoLongerTimesOut) {
+    FedLine line;
+    char buffer[24];
+    std::jthread feeder([&] {
+        for (int i = 1; i <= 24; ++i) threadSleep(i < 24 ? 100 : 700), line.feed({"x"});
+    });
+    EXPECT_EQ(line.near.ReadBlock(buffer, 24, 500, nullptr), 1);
+}
+
+TEST(ConnectionTest, NoCloseComesIntoTheMiddleOfAWrite) {
+    FedLine line;
+    ExwConnection shared;
+    shared.fd = line.near.fd.exchange(-1);
+    const std::string sent(4 << 20, 'w');  // more than the socket holds
+    const auto size = static_cast<std::int32_t>(sent.size());
+    std::thread writer([&] { EXPECT_EQ(shared.Write(sent.data(), size), size); });
+    EXPECT_EQ(WaitFdReadable(line.far, 30'000), 1);
+    std::thread closer([&] { shared.Close(); });
+    threadSleep(20);
+    std::string got(sent.size() + 1, 0);
+    EXPECT_EQ(::recv(line.far, got.data(), got.size(), MSG_WAITALL), size);
+    writer.join();
+    closer.join();
+}
+
+// With nobody there, a connect may get the very port that it asks for as its near end. The system
+// goes through its ports (the even ones) in a row, so enough attempts come by.
+TEST(ConnectionTest, NeverMeetsItself) {
+    Connection connection;
+    int port = 40'000;
+    while (!connection.CreateService(port, 0, 1, 0)) port += 2;
+    for (int i = 0; i < 30'000; ++i)
+        ASSERT_EQ(connection.ConnectService("127.0.0.1", port, 1, 0), 0) << i;
 }
 
 TEST(ConnectionTest, ClosesOnceAndNeverStandardInput) {

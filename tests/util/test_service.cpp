@@ -1,19 +1,12 @@
 #include <gmock/gmock.h>
-#include <netinet/in.h>
 #include <netinet/tcp.h>
 #include <sys/socket.h>
 
 #include "support/captured_trace.h"
+#include "support/feed.h"
 #include "util/i_cnxsock.h"
 
 namespace {
-
-int portOf(const Connection& connection) {
-    sockaddr_in address{};
-    socklen_t length = sizeof address;
-    getsockname(connection.fd, reinterpret_cast<sockaddr*>(&address), &length);
-    return ntohs(address.sin_port);
-}
 
 int option(const Connection& connection, int level, int name) {
     int value = -1;
