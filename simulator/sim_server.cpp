@@ -1,6 +1,7 @@
 #include "simulator/sim_server.h"
 
 #include <netinet/in.h>
+#include <netinet/tcp.h>
 #include <sys/socket.h>
 
 #include "simulator/sim_clients.h"
@@ -14,6 +15,13 @@ constexpr std::int32_t kBacklog = 64;             // consoles that may wait to b
 constexpr std::int32_t kPauseAfterFailure = 100;  // ms; no descriptor is free, for instance
 constexpr std::int32_t kPatience = 10'000;        // ms that the threads get to end
 constexpr std::size_t kPeerTextSize = 40;         // bytes that PeerAddress wants
+
+// An answer often goes out as several small frames: none of them waits until the one before it is
+// acknowledged.
+void sendAtOnce(const Connection& connection) {
+    constexpr int kYes = 1;
+    setsockopt(connection.fd, IPPROTO_TCP, TCP_NODELAY, &kYes, sizeof kYes);
+}
 
 }  // namespace
 
@@ -52,6 +60,7 @@ void SimServer::takeConsole() {
         if (!stopping_) threadSleep(kPauseAfterFailure);
         return;
     }
+    sendAtOnce(session->connection());
     char peer[kPeerTextSize];
     PeerAddress(session->connection().fd, peer, sizeof peer);
     SimSession::start(session);

@@ -145,6 +145,17 @@ TEST(TextTools, CaseKnowsTheLatin1Capitals) {
     EXPECT_EQ(find_nocase("appel", "appels"), nullptr);
 }
 
+// In a process of its own, as a locale that was once loaded stays loaded.
+TEST(TextToolsDeathTest, WithoutTheLocaleATextIsReadInTheOneInForce) {
+    const auto reads = [] {
+        const bool other = std::setlocale(LC_CTYPE, "C.UTF-8");
+        setenv("LOCPATH", "/nonexistent", 1);
+        setTraceSink([](const char* text) { std::fputs(text, stderr); });
+        _exit(IsUTF8Unicode("\u20ac", 1) != other);
+    };
+    EXPECT_EXIT(reads(), testing::ExitedWithCode(0), "   IsUTF8Unicode\\(\\): setlocale failed. ");
+}
+
 /// Makes the locale known to this process, from the machine's general UTF-8 one if need be.
 bool haveFrenchLocale() {
     if (std::setlocale(LC_CTYPE, "fr_FR.UTF-8")) return true;
