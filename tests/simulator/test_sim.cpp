@@ -103,6 +103,65 @@ TEST_F(Sim, ShowsADeadLockAndGoesOnServing) {
     EXPECT_THAT(console.ask("threads\n"), testing::Not(HasSubstr(" Lines ")));
 }
 
+TEST_F(Sim, PromptsOverTheWire) {
+    RawConsole console(port_);
+    EXPECT_EQ(console.ask("ask\n"), "zor_sim: which line calls? ");
+    EXPECT_EQ(console.ask("200\n"), "zor_sim: which line is called? ");
+    EXPECT_THAT(console.ask("200\n"), HasSubstr("that call can't be"));
+    console.type("key 2\n");
+    console.type("a\n\xFF");  // the line end is no key; what follows is the second one
+    EXPECT_EQ(console.upTo("255"),
+              "zor_sim: press 2 keys.\n<on-canonique>\n<off-canonique>\nkey 'a' (97)\n"
+              "<on-canonique>\n<off-canonique>\n<on-canonique>\n<off-canonique>\nkey 255\n");
+    console.type("filter\n");
+    console.type("COS\x7F\x7F\n\n");
+    for (const char* const typed : {"C", "CO", "COS", "CO", "C"}) {
+        EXPECT_THAT(console.upTo("###"),
+                    AllOf(HasSubstr("<off-canonique>\n<clear-screen>\n"),
+                          HasSubstr(std::string("lines###### ") + typed + " \n")));
+        EXPECT_THAT(console.text(), HasSubstr("Costa Lia"));
+    }
+    console.upTo("End lines######\n");
+    console.type("0 p -watch");
+    console.upTo(" KEL 0 line 20");
+    console.type("history 200\n");  // ends the watch and is a command
+    console.upTo("end of watch");
+    std::string history = console.text();
+    while (history == "no call yet\n") history = console.ask("history 200\n");
+    EXPECT_THAT(history, AllOf(HasSubstr("call 1, "), HasSubstr("InitialDest")));
+}
+
+TEST_F(Sim, OneConsolesMisbehaviourIsNobodyElsesConcern) {
+    RawConsole steady(port_), deaf(port_), cut(port_), noisy(port_);
+    cut.send(support::header(10, 5, -1, 1000) + "half");
+    cut.reset();
+    noisy.send(std::string(4000, '#') + support::header(10, 5, -1, -1) + frame(99, -7, 0, "xyz"));
+    EXPECT_THAT(noisy.ask(std::string(999'990, 'n')), StartsWith("zor_sim: no command \"nnn"));
+    for (int i = 0; i < 200; ++i) deaf.type("body 100000\n");  // it takes none of the answers
+    std::string typed, answers;
+    for (int i = 0; i < 300; ++i) {  // more than a mailbox takes at once, and in order all the same
+        noisy.type("echo " + std::to_string(i));
+        typed += std::to_string(i) + "\n";
+    }
+    for (int i = 0; i < 300; ++i) answers += noisy.text();
+    EXPECT_EQ(answers, typed);
+    EXPECT_THAT(steady.ask("consoles\n"), AllOf(HasSubstr("console 2"), HasSubstr("console 4")));
+}
+
+TEST(SimStart, TellsWhatIsWrongAndEnds) {
+    SimProcess first("--port 0");
+    const std::string taken = std::to_string(first.readPort());
+    const std::string usage = "Usage: zor_sim [--port N] [--pace MS] [--lines N]\n";
+    for (const char* wrong : {"--port 65536", "--port 12x", "--pace", "--lines 1", "spare"}) {
+        SimProcess sim(wrong);
+        EXPECT_EQ(sim.readLine() + std::to_string(sim.finish()), usage + "2") << wrong;
+    }
+    SimProcess second("--port " + taken);
+    EXPECT_EQ(second.readLine(),
+              "zor_sim: can't listen on port " + taken + ": Address already in use\n");
+    EXPECT_EQ(second.finish(), 1);
+}
+
 TEST_F(Sim, ShowsTraceAndFiles) {
     RawConsole console(port_);
     console.type("trace on\n");
