@@ -1,6 +1,7 @@
 #include "console_recorder.h"
 
 #include <fcntl.h>
+#include <unistd.h>
 
 #include <cerrno>
 #include <cstring>
@@ -65,7 +66,9 @@ Recorder::File Recorder::openNew(const char* name) {
     const int fd = ::open(name, O_WRONLY | O_CREAT | O_TRUNC | O_NONBLOCK | O_CLOEXEC, kForAll);
     if (fd < 0) return nullptr;
     ::fcntl(fd, F_SETFL, 0);
-    return unbuffered(::fdopen(fd, "w"));
+    File file = unbuffered(::fdopen(fd, "w"));
+    if (!file) ::close(fd);
+    return file;
 }
 
 /// The texts are gathered here already, so the stream itself keeps nothing back: what a full disk
