@@ -25,10 +25,10 @@ shown() {
 
 shown "listening on port"
 port=$(sed -n 's/.*listening on port \([0-9][0-9]*\).*/\1/p' "$work/log")
-screen new-session -d -x 92 -y 44 "cd $work && PS1='\$ ' exec bash --norc"
+screen new-session -d -x 92 -y 50 "cd $work && PS1='\$ ' exec bash --norc"
 # The first line of the picture: what the operator types.
 screen send-keys "$tree/build/release/zor_console 127.0.0.1 $port" Enter
-shown "Press return"
+shown "you are with"
 while IFS=$'\t' read -r line expected; do
     screen send-keys -l -- "$line"
     screen send-keys Enter
