@@ -108,7 +108,9 @@ void setWaiters(const DlMutex* m, DlThread* new_owner) {
 
 void clearWaiters(const DlMutex* m, const DlThread* old_owner) {
     for (DlThread* r = m->first_attempt; r; r = r->next_attempt) {
-        if (r->waiting_thread != old_owner) dlPrint("RemoveThreadWaiting Invalid data\n");
+        // The old owner stands here itself if its fatal function got the lock that it reported.
+        if (r->waiting_thread != old_owner && r != old_owner)
+            dlPrint("RemoveThreadWaiting Invalid data\n");
         r->waiting_thread = nullptr;
     }
 }
@@ -204,10 +206,12 @@ void endCallStack(DlThread* t, int frames) {
     if (frames < kDlStackRoom) t->call_stack[frames] = nullptr;
 }
 
-// The round before the wait, with dlTableLock held: notes the attempt and searches.
+// The round before the wait, with dlTableLock held: notes the attempt and searches. A ring met
+// inside a report isn't told: it may be the reported one, and its report would meet it again,
+// without end.
 void noteAttempt(DlThread* t, DlMutex* m, Take& take) {
     beginAttempt(t, m);
-    if (closesCycle(m, t)) [[unlikely]] {
+    if (closesCycle(m, t) && !take.outer) [[unlikely]] {
         take.dead_lock = true;
         printDeadLock(t, m);
     }
@@ -225,6 +229,22 @@ void settleAttempt(DlThread* t, DlMutex* m, int code, const Take& take) {
         std::copy_n(take.outer_stack.begin(), kDlStackRoom, t->call_stack);
         beginAttempt(t, take.outer);
     }
+}
+
+// A fatal function may end its thread, which unwinds through here. No attempt may stay behind then:
+// a later thread takes the record over, and the lock may be gone.
+[[gnu::cold, gnu::noinline]] void callFatal(DlThread* t) {
+    struct Attempt {
+        ~Attempt() {
+            if (goes_on) return;
+            const TableHold hold;
+            endAttempt(thread);
+        }
+        DlThread* thread;
+        bool goes_on;
+    } attempt{t, false};
+    dlFatal("DeadLock");
+    attempt.goes_on = true;
 }
 
 }  // namespace
@@ -273,7 +293,7 @@ int dlMutexInit(DlMutex* m, const pthread_mutexattr_t* attribute, const char* na
     noteAttempt(t, m, take);
     pthread_mutex_unlock(&dlTableLock);
     if (take.dead_lock) [[unlikely]]
-        dlFatal("DeadLock");
+        callFatal(t);
     const int code = pthread_mutex_lock(&m->real_lock);
     settleAttempt(t, m, code, take);
     return code;

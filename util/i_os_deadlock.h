@@ -24,6 +24,7 @@
 //   waiting            | another thread becomes the owner       | waiting, for that thread
 //   attempt or waiting | the real lock is obtained              | no wait, the thread owns the lock
 //   attempt or waiting | the real lock call fails               | no wait
+//   attempt or waiting | the fatal function ends the thread     | no wait
 //
 // A lock is free (owner null, count 0) or owned (count 1 or more, in its owner's owned list).
 //
@@ -78,10 +79,12 @@ extern DlThread* dlThreadList;
 /// before `main`.
 extern pthread_mutex_t dlTableLock;
 
-/// A `printf`-shaped function for all text of this layer. Runs with dlTableLock held.
+/// A `printf`-shaped function for all text of this layer. Runs with dlTableLock held, so a Mutex
+/// that it takes must be taken nowhere else: another thread needs dlTableLock to give it back, and
+/// a wait for it here would stop every thread that uses a lock.
 using DlPrintFunction = int (*)(const char* format, ...);
 /// Gets the text "DeadLock" after a report, on the reporting thread, with no lock of this layer
-/// held: it may trace and may take any Mutex.
+/// held: it may trace, may take any Mutex, and may end its thread, whose attempt ends with it.
 using DlFatalFunction = void (*)(const char* text);
 
 /// Makes `m` a free lock around a new system mutex with `attribute`. Result of pthread_mutex_init.
@@ -91,8 +94,9 @@ int dlMutexInit(DlMutex* m, const pthread_mutexattr_t* attribute, const char* na
 /// pthread_mutex_lock: 0 when held, else nothing has changed.
 ///
 /// If the fatal function returns, the attempt reports no more and waits for the real lock, in a
-/// true dead-lock for ever. The search takes at most as many steps as there are thread records, so
-/// it also ends when it meets an older dead-lock of other threads.
+/// true dead-lock for ever. A take made by the print or the fatal function during a report only
+/// waits: it reports no ring. The search takes at most as many steps as there are thread records,
+/// so it also ends when it meets an older dead-lock of other threads.
 int dlMutexLock(DlMutex* m);
 
 /// Takes `m` like dlMutexLock and *waits* like it: not a test. It leaves no trace while it waits,

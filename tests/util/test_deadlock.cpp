@@ -1,3 +1,4 @@
+#include <execinfo.h>
 #include <gmock/gmock.h>
 #include <unistd.h>
 
@@ -14,6 +15,7 @@
 #include <vector>
 
 #include "util/i_os_mutex.h"
+#include "util/i_os_thread.h"
 
 // The rings, which ThreadSanitizer would find too, are made on purpose. It still looks for races.
 extern "C" const char* __tsan_default_options() {
@@ -22,12 +24,13 @@ extern "C" const char* __tsan_default_options() {
 
 namespace {
 
-Mutex* print_lock = nullptr;             // taken by the print function: null or a Mutex
-std::string printed;                     // what the layer printed, guarded by dlTableLock
-thread_local Mutex* to_break = nullptr;  // what this thread gives up when it reports
+Mutex* const print_lock = [](Mutex* m) { return mutexInit(&m, "print"), m; }(nullptr);
+std::string printed;  // what the layer printed, guarded by dlTableLock
+thread_local Mutex *to_break = nullptr, *asked = nullptr;  // of this thread's part in a ring
+int way = 0;  // what the fatal function does then: nothing, try for `asked`, end its thread
 
 [[gnu::format(printf, 1, 2)]] int record(const char* format, ...) {
-    const MutexHold hold(print_lock, "test", __LINE__);
+    const MutexHold hold(print_lock, "test", __LINE__);  // a print function may take a Mutex
     char text[512];
     va_list values;
     va_start(values, format);
@@ -40,6 +43,8 @@ thread_local Mutex* to_break = nullptr;  // what this thread gives up when it re
 void breakRing(const char* text) {
     printed += text;
     mutexRel(std::exchange(to_break, nullptr));
+    if (way == 1) mutexTry(asked, "test", __LINE__), mutexRel(asked);
+    if (way == 2) threadExit();
 }
 
 void await(auto condition) {
@@ -59,7 +64,7 @@ struct Locks : std::vector<Mutex*> {
     ~Locks() { std::for_each(begin(), end(), mutexDestroy); }
 };
 
-const auto get = [](Mutex* m) { mutexGet(m, "test", __LINE__); };
+const auto get = [](Mutex* m) { return mutexGet(m, "test", __LINE__); };
 
 // Each thread holds a lock and asks for its neighbour's; without the barrier perhaps no ring.
 void raceRing(unsigned size, bool all_hold_first) {
@@ -67,30 +72,36 @@ void raceRing(unsigned size, bool all_hold_first) {
     std::barrier start(static_cast<int>(size));
     std::vector<std::jthread> threads;
     for (std::size_t i = 0; i < size; ++i) {
-        threads.emplace_back([&, own = locks[i], next = locks[(i + 1) % size]] {
+        threads.emplace_back([&, i, own = locks[i], next = locks[(i + 1) % size]] {
             start.arrive_and_wait();
-            get(own);
+            i % 2 ? mutexTry(own, "test", __LINE__) : get(own);
             to_break = own;
             if (all_hold_first) start.arrive_and_wait();
-            get(next);
+            get(asked = next);
             mutexRel(next);
             mutexRel(to_break);
         });
     }
 }
 
-// One thread owns l0, l1 and l2, gives l1 back, and waits for l3; another owns l3 and asks for l0.
-// The report goes to standard output, both wait for ever, and the names of addresses follow.
-[[noreturn]] void showARing() {
+const DlFatalFunction take_asked = [](const char* text) { get((puts(text), asked)); };
+
+// One thread owns l0, l1 and l2, gives l1 back, and waits for l3; another owns l3 and asks for l0;
+// a third waits for l4, free in the tables. All wait for ever; the names of addresses follow.
+[[noreturn]] void showARing(bool takes_again) {
     dup2(STDERR_FILENO, STDOUT_FILENO);
     alarm(60);
-    dlInit(nullptr, nullptr);
-    const Locks l(4);
-    const DlMutex &first = l[0]->lock_record, &last = l[3]->lock_record;
+    dlInit(nullptr, takes_again ? take_asked : nullptr);
+    dlThreadList = nullptr;  // a thread of an earlier test would leave its place to one of these
+    const Locks l(5);
+    DlMutex &first = l[0]->lock_record, &last = l[3]->lock_record, &spare = l[4]->lock_record;
+    pthread_mutex_lock(&spare.real_lock);
+    const std::jthread idler([&] { get(l[4]); });
+    await([&] { return spare.first_attempt != nullptr; });
     const std::jthread asker([&] {
         get(l[3]);
         await([&] { return last.first_attempt != nullptr; });
-        get(l[0]);
+        get(asked = l[0]);
     });
     await([&] { return last.owner != nullptr; });
     const std::jthread waiter([&] {
@@ -101,10 +112,12 @@ void raceRing(unsigned size, bool all_hold_first) {
     await([&] { return first.first_attempt && last.first_attempt; });
     std::this_thread::sleep_for(std::chrono::milliseconds(50));  // room for a second report
     const auto at = [](const void* p) { return reinterpret_cast<std::uintmax_t>(p); };
-    printf("|%jx=l0\n%jx=l2\n%jx=l3\n", at(&first), at(&l[2]->lock_record), at(&last));
-    for (const auto& [held, name] : {std::pair{&first, "Waiter"}, {&last, "Asker"}})
-        printf("%jx ID%uID=%s\n", at(held->owner),
-               static_cast<std::uint32_t>(held->owner.load()->id), name);
+    printf("|%jx=l0\n%jx=l2\n", at(&first), at(&l[2]->lock_record));
+    printf("%jx=l3\n%jx=l4\n", at(&last), at(&spare));
+    for (const auto& [r, name] : {std::pair{first.owner.load(), "Waiter"},
+                                  {last.owner.load(), "Asker"},
+                                  {spare.first_attempt, "Idler"}})
+        printf("%jx ID%uID=%s\n", at(r), static_cast<std::uint32_t>(r->id), name);
     fflush(stdout);
     _exit(0);
 }
@@ -127,15 +140,19 @@ TEST(DeadLockDeathTest, ReportNamesTheAskerTheWaitersAndTheLocksStillOwned) {
         "      WaitingMutex lock(l3) WaitingThread Asker\n      OwnedMutex : lock(l2) lock(l0) \n"
         "\n    Thread Asker:\n      Callstack:...\n"
         "      WaitingMutex lock(l0) WaitingThread Waiter\n      OwnedMutex : lock(l3) \n"
+        "\n    Thread Idler:\n      Callstack:...\n"
+        "      WaitingMutex lock(l4) WaitingThread 0 ID0ID\n      OwnedMutex : \n"
         "DeadLock\n";
-    EXPECT_EXIT(showARing(), testing::ExitedWithCode(0), testing::ResultOf(named, kReport));
+    for (const bool takes_again : {false, true})
+        EXPECT_EXIT(showARing(takes_again), testing::ExitedWithCode(0),
+                    testing::ResultOf(named, kReport));
 }
 
 TEST(DeadLock, TheThreadThatClosesARingSaysSoHoweverTheyRace) {
-    mutexInit(&print_lock, "print");  // a print function may take a Mutex
     dlInit(record, breakRing);
     for (const int size : {2, 3, 5, 17, 64}) {
         for (int round = 0; round < 4 + 400 / size; ++round) {
+            way = round % 3;
             raceRing(static_cast<unsigned>(size), round % 2 == 0);  // a missed ring would hang
             if (printed.empty() && round % 2 == 1) continue;
             ASSERT_EQ(std::ranges::count(printed, '\n'), 1 + 5 * size) << printed;
@@ -161,14 +178,24 @@ TEST(DeadLock, NoRingNoReport) {
     }
     threads.clear();
     EXPECT_EQ(printed, "");
-    for (const Mutex* m : locks)
-        EXPECT_TRUE(!m->lock_record.owner && !m->lock_record.first_attempt);
+    for (const Mutex* m : locks) EXPECT_FALSE(m->lock_record.first_attempt);
     std::jthread([&] { mutexRel((get(locks[0]), locks[0])); }).join();
     std::set<pthread_t> ids;
     for (const DlThread* r = dlThreadList; r; r = r->next) {
         EXPECT_TRUE(!r->owned && !r->waiting_mutex && !r->waiting_thread);
         EXPECT_TRUE(ids.insert(r->id).second) << "a later thread takes the record over";
     }
+}
+
+// Whether an attempt on a free lock keeps the frames that `backtrace` gives: entry 2 leads here,
+// and those behind it, which differ from it, into the callers.
+[[gnu::noinline]] bool keepsFrames(const DlThread* self, Mutex* m, int depth) {
+    volatile bool keeps = depth > 0 && keepsFrames(self, m, depth - 1);  // no tail call
+    if (depth > 0) return keeps;
+    void *frames[2 * kDlStackRoom], *const *const kept = self->call_stack;
+    void** const end = frames + backtrace(frames, 2 * kDlStackRoom);
+    mutexRel((mutexGet(m, "test", __LINE__), m));
+    return kept[2] != kept[3] && std::search(frames, end, kept + 3, kept + kDlStackRoom) != end;
 }
 
 TEST(DeadLock, StatesFollowTheLockAndABreachOfTheContractIsToldOnly) {
@@ -181,20 +208,23 @@ TEST(DeadLock, StatesFollowTheLockAndABreachOfTheContractIsToldOnly) {
             number += r->waiting_mutex == &lock && r->waiting_thread == owner;
         return number;
     };
-    for (Mutex* const m : {locks[1], locks[0], locks[0]}) get(m);
-    DlThread* const self = lock.owner;
-    EXPECT_TRUE(!self->waiting_mutex && lock.count == 2);
+    get(locks[1]);
+    DlThread* const self = other.owner;
+    EXPECT_TRUE(keepsFrames(self, locks[0], 2 * kDlStackRoom));
     std::counting_semaphore<2> give_up(0);
-    const auto take = [&] {
-        get(locks[0]);
-        give_up.acquire();
-        mutexRel(locks[0]);
-    };
+    const auto take = [&] { mutexRel((get(locks[0]), give_up.acquire(), locks[0])); };
+    pthread_mutex_lock(&lock.real_lock);  // held before the tables know it
     std::jthread first(take), second(take);
-    await([&] { return waiters(self) == 2; });
+    await([&] { return waiters(nullptr) == 2; });
+    mutexTry(locks[0], "test", __LINE__);
+    EXPECT_EQ(waiters(self), 2) << "a try names the new owner too";
+    get(locks[0]);
+    EXPECT_TRUE(!self->waiting_mutex && lock.count == 2);
     mutexRel(locks[0]);
     EXPECT_EQ(waiters(self), 2) << "a recursive hold goes on";
     mutexRel(locks[0]);
+    EXPECT_EQ(waiters(nullptr), 2) << "given up";
+    pthread_mutex_unlock(&lock.real_lock);
     await([&] { return lock.owner && lock.owner != self && waiters(lock.owner) == 1; });
     EXPECT_TRUE(dlMutexUnlock(&lock) == EPERM && lock.count == 1 && waiters(lock.owner) == 1);
     give_up.release(2);
