@@ -42,5 +42,6 @@ bool readFrame(std::uintptr_t address, const StackBounds& stack, FrameRecord& ou
 
 /// Writes up to `room` return addresses, innermost first, beginning with the one of the record at
 /// `record` (`__builtin_frame_address(0)` of the calling function), and gives their number. These
-/// are the frames that `backtrace` gives behind its first entry.
+/// are the frames that `backtrace` gives behind its first entry, up to the first function built
+/// without frame records.
 int walkReturnAddresses(const void* record, void** addresses, int room);

@@ -42,7 +42,7 @@ struct Mutex {
 };
 
 /// Makes a free Mutex and stores it at once in `*out`. `name` isn't copied: it must outlive the
-/// Mutex. A failure goes to ErrorIpc; the Mutex stays allocated, and takes of it fail.
+/// Mutex. A failure goes to ErrorIpc; the Mutex stays allocated, fit only for mutexDestroy.
 void mutexInit(Mutex** out, const char* name);
 
 /// Takes `m`. `file` and `line` tell where, for the notes only. Gives 0 when held, -1 for a null
