@@ -1,6 +1,9 @@
+#include <dlfcn.h>
 #include <gmock/gmock.h>
+#include <sys/time.h>
 
 #include <climits>
+#include <csignal>
 #include <functional>
 #include <string>
 #include <thread>
@@ -13,6 +16,15 @@
 // These tests give locks back that the caller doesn't hold, which is the fault they look at.
 extern "C" const char* __tsan_default_options() {
     return "report_mutex_bugs=0:report_destroy_locked=0";
+}
+
+static std::atomic<int> refusal = 0;
+
+// Stands before the C library's, which never refuses.
+extern "C" int pthread_mutex_init(pthread_mutex_t* m, const pthread_mutexattr_t* kind) noexcept {
+    static const auto real =
+        reinterpret_cast<decltype(&pthread_mutex_init)>(dlsym(RTLD_NEXT, __func__));
+    return refusal != 0 ? refusal.exchange(0) : real(m, kind);
 }
 
 namespace {
@@ -55,27 +67,29 @@ class LockTest : public testing::Test {
 TEST_F(LockTest, AnswersForANullAHeldAFreeAndAFailingMutex) {
     mutexDestroy(nullptr);
     EXPECT_TRUE(mutexGet(nullptr, "f", 1) == -1 && mutexRel(nullptr) == -1);
-    EXPECT_EQ(mutexTry(nullptr, "f", 1), 0);
-    EXPECT_EQ(owner(nullptr), "|7");
+    EXPECT_EQ(owner(nullptr) + std::to_string(mutexTry(nullptr, "f", 1)), "|70");
     ASSERT_TRUE(mutexGet(m, "f", 1) == 0 && mutexTry(m, "f", 2) == 1);
     EXPECT_EQ(owner(m), "|" + own_id) << "no notes, no text";
     EXPECT_EQ(mutexRel(m), 0);
     EXPECT_EQ(owner(m), "|4294967295") << "one of two releases clears the owner only";
     EXPECT_TRUE(mutexRel(m) == 0 && mutexRel(m) == EPERM);
     // A checking mutex in place of the recursive one is the way to make a take fail.
-    pthread_mutexattr_t checking;
-    pthread_mutexattr_init(&checking);
-    pthread_mutexattr_settype(&checking, PTHREAD_MUTEX_ERRORCHECK);
-    dlMutexDestroy(&m->lock_record);
-    ASSERT_EQ(dlMutexInit(&m->lock_record, &checking, "checking") + mutexGet(m, "f", 1), 0);
+    m->lock_record.real_lock = PTHREAD_ERRORCHECK_MUTEX_INITIALIZER_NP;
+    pthread_mutex_lock(&m->lock_record.real_lock);  // past the tables: the attempt itself fails
+    EXPECT_TRUE(mutexGet(m, "f", 1) == EDEADLK && !m->lock_record.first_attempt);
+    EXPECT_EQ(pthread_mutex_unlock(&m->lock_record.real_lock) + mutexGet(m, "f", 1), 0);
     m->owner_id = 5;
     EXPECT_TRUE(mutexGet(m, "f", 2) == EDEADLK && mutexTry(m, "f", 2) == 0);
     { const MutexHold failing(m, "f", 3); }
     EXPECT_EQ(owner(m), "|5") << "a failed take changes nothing";
     EXPECT_EQ(mutexRel(m), 0);
-    EXPECT_THAT(reports, ElementsAre("16 mutexRel " + std::to_string(EPERM),
-                                     "15 mutexGet " + std::to_string(EDEADLK),
-                                     "15 mutexGet " + std::to_string(EDEADLK)));
+    mutexDestroy(std::exchange(m, nullptr));
+    refusal = ENOMEM;
+    mutexInit(&m, "unmade");
+    EXPECT_TRUE(m) << "set all the same";
+    const std::string taken = "15 mutexGet " + std::to_string(EDEADLK);
+    EXPECT_THAT(reports, ElementsAre("16 mutexRel " + std::to_string(EPERM), taken, taken, taken,
+                                     "14 mutexInit " + std::to_string(ENOMEM)));
 }
 
 TEST_F(LockTest, NotesTellTheHolderOnceAndOnlyWhileSwitchedOn) {
@@ -124,10 +138,18 @@ TEST_F(LockTest, SemaphoreCountsPostsAndAnswersEachFaultInItsForm) {
     EXPECT_TRUE(semLock(s, 8, 9) == 0 && semLock(nullptr, 0, 0) == -4);
     EXPECT_EQ(semLock(s, 0), 0) << "a refused try is an answer, not reported";
     launch(2, [s](int t) { EXPECT_EQ(t == 0 ? semLock(s, -1) : semUnLock(s), 1); });
+    struct sigaction heard = {};
+    heard.sa_handler = [](int) {};
+    sigaction(SIGALRM, &heard, nullptr);
+    const itimerval often{{0, 1000}, {0, 1000}}, never{};
+    setitimer(ITIMER_REAL, &often, nullptr);
+    EXPECT_TRUE(semLock(s, 0, 0) == -4 && semLock(s, -1) == 0) << "a signal ends the wait";
+    setitimer(ITIMER_REAL, &never, nullptr);
     EXPECT_EQ(semUnLock(full), 0) << "overflow";
     EXPECT_TRUE(semInit(&failed, SEM_VALUE_MAX + 1u) == 0 && failed) << "set all the same";
     EXPECT_EQ(semDestroy(s) + semDestroy(full) + semDestroy(failed), 3);
-    EXPECT_THAT(reports, ElementsAre("20 semUnLock -1", "18 semInit -1"));
+    EXPECT_THAT(reports,
+                ElementsAre("19 semLock -1", "19 semLock -1", "20 semUnLock -1", "18 semInit -1"));
 }
 
 TEST(ReadWriteLock, KeepsTheNoteOfTheLastGrantAndWritersAloneUnderContention) {
