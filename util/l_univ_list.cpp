@@ -89,7 +89,8 @@ void l_univ::go(int n) {
 
 // ---- reading ----
 
-// The way of `item` when the cursor is off or the tag isn't the expected one.
+// The way of `item` when the cursor is off or the tag isn't the expected one. A report that the end
+// of the process follows is flushed: the end drops what a pipe hasn't got yet.
 elem_list* l_univ::itemWithReport(short id) {
     if (off() || !cour) {
         const char* const why = off() ? " off!\n" : " cour=NULL\n";
@@ -97,12 +98,13 @@ elem_list* l_univ::itemWithReport(short id) {
         finish();
         report(nom, " l_univ::item: index= ", index, ", count= ", nb_elem, why,
                empty() ? "" : "returns last item\n");
+        if (empty()) std::fflush(stdout);
     }
     ZOR_ASSERT_NAMED(!off() && cour != nullptr, "!off() && cour != NULL", nom);
     const bool expected = id == t_neutre || cour->val->id_type == id;
     if (!expected) {
         report(nom, " l_univ::item, type attendu ", id, " <> lu ", cour->val->id_type, '\n');
-        std::fflush(stdout);  // the end that follows drops what a pipe hasn't got yet
+        std::fflush(stdout);
     }
     ZOR_ASSERT_NAMED(expected, "id == t_neutre || cour->val->id_type == id", nom);
     return cour->val;
