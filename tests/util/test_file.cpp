@@ -40,8 +40,9 @@ TEST_F(File, DirectoriesAreMadeAndListedAndWhatFailsIsTold) {
     scratch.write("a/" + long_name, "123");
     scratch.write("a/ba", "123");
     EXPECT_EQ(create_dir(scratch.path("a/ba/d").c_str()), -1);
+    l_univ list, numbers("numbers", t_int);
+    EXPECT_EQ((get_list_files("a", "b", numbers), numbers.count()), 0);
     EXPECT_EQ(symlink("nowhere", "a/abgone") + create_dir(""), -1);
-    l_univ list;
     get_list_files("a", "ab", list);
     list.start();
     EXPECT_EQ(static_cast<ElDescFile*>(list.item(t_desc_file))->file.name, long_name.substr(0, 39));
@@ -50,12 +51,14 @@ TEST_F(File, DirectoriesAreMadeAndListedAndWhatFailsIsTold) {
     RemoveOneFile("none");
     EXPECT_EQ(OpenOrCreateFile("a", "a"), nullptr);
     // Of a path from the root, the slash in front and that of the first piece are both traced.
-    EXPECT_EQ(trace.all(), "@create_dir a/abdir  \n@mkdir 0 a 0\n@mkdir 0 a/abdir 0\n@create_dir " +
-                               scratch.path("a/ba/d  \n@mkdir -1 /") + scratch.path("a/ba/d 20\n") +
-                               "@create_dir   \n@get_list_files: error in stat 2 abgone -1\n"
-                               "@get_list_files: ERROR: Could not open directory 2 none -1\n"
-                               "@RemoveOneFile: errno, file 2 none 0\n"
-                               "@OpenOrCreateFile: error open OpenError a a errno 21  \n");
+    EXPECT_EQ(trace.all(),
+              "@create_dir a/abdir  \n@mkdir 0 a 0\n@mkdir 0 a/abdir 0\n@create_dir " +
+                  scratch.path("a/ba/d  \n@mkdir -1 /") + scratch.path("a/ba/d 20\n") +
+                  "numbers l_univ: put_right denied: index 0, count 0, id_type -3, "
+                  "v->id_type -18\n@create_dir   \n@get_list_files: error in stat 2 abgone -1\n"
+                  "@get_list_files: ERROR: Could not open directory 2 none -1\n"
+                  "@RemoveOneFile: errno, file 2 none 0\n"
+                  "@OpenOrCreateFile: error open OpenError a a errno 21  \n");
 }
 
 TEST_F(File, ADescriptionPrintsOneLineAndHasAByteForm) {
