@@ -1,9 +1,12 @@
 #include <gmock/gmock.h>
 
 #include <cstring>
+#include <functional>
 #include <memory>
+#include <thread>
 
 #include "util/i_msg.h"
+#include "util/i_os_mutex.h"
 
 namespace {
 
@@ -18,7 +21,26 @@ TEST(Message, OwnsItsBodyAndIsCountedWhileItLives) {
         EXPECT_EQ(std::string(copy->body ? copy->body : "none", size > 0 ? 6 : 4),
                   size > 0 ? std::string(6, '\0') : "none");
     }
-    EXPECT_EQ(message_alive, 0);
+}
+
+TEST(Message, CountersStandStillWhileTheirGuardIsHeld) {
+    auto message = std::make_unique<Message>(1);
+    auto frame = std::make_unique<MsgToSend>(0);
+    const std::function<void()> changes[] = {[&] { message.reset(); }, [&] { frame.reset(); },
+                                             [] { Message(1); }, [] { MsgToSend(0); }};
+    const std::int32_t made = msg_to_send_made;
+    msg_count_guard = systemMutex();
+    {
+        std::atomic<int> began{0};
+        std::jthread threads[16];
+        const MutexHold hold(msg_count_guard, "test", __LINE__);
+        for (int t = 0; t < 16; ++t)
+            threads[t] = std::jthread([&, t] { ++began, changes[t < 2 ? t : 2 + t % 2](); });
+        for (int i = 0; began < 16 || i < 1000; ++i) std::this_thread::yield();
+        EXPECT_TRUE(message_alive == 1 && msg_to_send_alive == 1 && msg_to_send_made == made);
+    }
+    EXPECT_TRUE(message_alive + msg_to_send_alive == 0 && msg_to_send_made == made + 7);
+    msg_count_guard = nullptr;
 }
 
 TEST(Message, CloneAndFrameOutliveTheOriginal) {
