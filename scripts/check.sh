@@ -15,7 +15,7 @@ set -euo pipefail
 
 fuzz_runs=${FUZZ_RUNS:-20000}
 
-sources() { git ls-files -- '*.cpp' '*.h'; }
+sources() { find . -name build -prune -o \( -name '*.cpp' -o -name '*.h' \) -printf '%P\n'; }
 
 check_format() {
     need clang-format

@@ -25,14 +25,14 @@ shown() {
 
 shown "listening on port"
 port=$(sed -n 's/.*listening on port \([0-9][0-9]*\).*/\1/p' "$work/log")
-screen new-session -d -x 92 -y 50 "cd $work && PS1='\$ ' exec bash --norc"
+PATH=$tree/build/release:$PATH screen new-session -d -x 92 -y 50 -c "$work" "PS1='\$ ' exec bash --norc"
 # The first line of the picture: what the operator types.
-screen send-keys "$tree/build/release/zor_console 127.0.0.1 $port" Enter
+screen send-keys "zor_console 127.0.0.1 $port" Enter
 shown "you are with"
 while IFS=$'\t' read -r line expected; do
     screen send-keys -l -- "$line"
     screen send-keys Enter
     shown "$expected"
 done <"$tree/docs/session.txt"
-screen capture-pane -p | sed "s|$tree/build/release/||" | python3 tools/terminal_svg.py >docs/session.svg
+screen capture-pane -p | python3 tools/terminal_svg.py >docs/session.svg
 echo "docs/session.svg is new"

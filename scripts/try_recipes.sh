@@ -57,7 +57,7 @@ passed "line editing and history in tmux"
 
 cat >script.exp <<EOF
 set timeout 10
-spawn $console 127.0.0.1 $port
+spawn "$console" 127.0.0.1 $port
 expect timeout { exit 1 } "Press return"
 send "help\r"
 expect timeout { exit 1 } "Commands" { send "echo all is well\r" }

@@ -84,7 +84,7 @@ class ConsoleProcess {
 
   private:
     [[noreturn]] static void run(Words words) {
-        const char line[] = "exec " ZOR_EMULATOR " " ZOR_BINARY_DIR "/zor_console \"$@\"";
+        const char line[] = "exec " ZOR_EMULATOR " '" ZOR_BINARY_DIR "/zor_console' \"$@\"";
         words.insert(words.begin(), {"sh", "-c", line, "sh"});
         std::vector<char*> pointers;
         for (std::string& word : words) pointers.push_back(word.data());

@@ -8,13 +8,13 @@ import tempfile
 
 SCRIPT = os.path.join(os.path.dirname(__file__), "zor.lua")
 FIELDS = ["zor.type", "zor.op", "zor.lg", "zor.kel_id", "zor.version", "zor.header_length",
-          "zor.control", "zor.body.text", "zor.junk", "_ws.expert.message"]
+          "zor.text", "zor.control", "zor.body.text", "zor.junk", "_ws.expert.message"]
 
 
-def frame(kind, op, body=b"", kel_id=-1, version=29, lg=None):
+def frame(kind, op, body=b"", kel_id=-1, version=29, lg=None, text=b""):
     head = struct.pack("<Ihhihhhhhhhh", 0x11224488, kind, op, len(body) if lg is None else lg,
                        -1, -1, -1, kel_id, 0, 0, -1, version)
-    return head.ljust(48 if version <= 27 else 132, b"\0") + body
+    return (head + text).ljust(48 if version <= 27 else 132, b"\0") + body
 
 
 def capture(path, segments):
@@ -43,23 +43,27 @@ def shown(path):
 
 LONG = frame(10, 5, b"lines: 3 free\n\0")
 CASES = [  # what it is, segments, what the last one shows for each field
-    ("a text", [LONG], r"10|5|15|-1|29|132||lines: 3 free\n||"),
+    ("a text", [LONG], r"10|5|15|-1|29|132|||lines: 3 free\n||"),
     ("a short header of version 27", [frame(10, 5, b"ok\0", kel_id=3, version=27)],
-     "10|5|3|3|27|48||ok||"),
-    ("a keep-alive", [frame(8, 5)], "8|5|0|-1|29|132||||"),
+     "10|5|3|3|27|48|||ok||"),
+    ("a header text that fills its short field", [frame(10, 5, b"ok\0", version=27, text=b"t" * 20)],
+     "10|5|3|-1|27|48|" + "t" * 20 + "||ok||"),
+    ("a header text that fills its long field", [frame(10, 5, text=b"t" * 104)],
+     "10|5|0|-1|29|132|" + "t" * 103 + "||||"),
+    ("a keep-alive", [frame(8, 5)], "8|5|0|-1|29|132|||||"),
     ("a control text", [frame(10, 5, b"<clear-screen>\n\0")],
-     r"10|5|16|-1|29|132|clear the screen|<clear-screen>\n||Control text: clear the screen"),
-    ("a body not for display", [frame(10, 6, b"<clear-screen>\n\0")], "10|6|16|-1|29|132||||"),
+     r"10|5|16|-1|29|132||clear the screen|<clear-screen>\n||Control text: clear the screen"),
+    ("a body not for display", [frame(10, 6, b"<clear-screen>\n\0")], "10|6|16|-1|29|132|||||"),
     ("a frame over three segments", [LONG[:3], LONG[3:140], LONG[140:]],
-     r"10|5|15|-1|29|132||lines: 3 free\n||"),
+     r"10|5|15|-1|29|132|||lines: 3 free\n||"),
     ("two frames in a segment", [frame(8, 5) + frame(10, 7, kel_id=2)],
-     "8;10|5;7|0;0|-1;2|29;29|132;132||||"),
+     "8;10|5;7|0;0|-1;2|29;29|132;132|;||||"),
     ("junk in front of a frame", [b"junkjunk" + frame(8, 5)],
-     "8|5|0|-1|29|132|||6a756e6b6a756e6b|Begin marker expected"),
+     "8|5|0|-1|29|132||||6a756e6b6a756e6b|Begin marker expected"),
     ("a length out of range", [frame(10, 5, lg=1000001)],
-     "10|5|1000001|-1|29|132||||Body length out of range: 1000001"),
+     "10|5|1000001|-1|29|132|||||Body length out of range: 1000001"),
     ("a negative length", [frame(10, 5, lg=-1)],
-     "10|5|-1|-1|29|132||||Body length out of range: -1"),
+     "10|5|-1|-1|29|132|||||Body length out of range: -1"),
 ]
 
 

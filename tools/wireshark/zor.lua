@@ -14,6 +14,8 @@ local BEGIN_MARKER = 0x11224488
 local LONG_HEADER, SHORT_HEADER = 132, 48
 local LAST_SHORT_VERSION = 27
 local VERSION_END = 28 -- bytes needed before the length of a frame is known
+local TEXT_AT = 28
+local TEXT_LIMIT = 103 -- bytes; a text that fills the field has no terminator
 local BODY_LIMIT = 1000000
 local DEFAULT_PORT = 3595
 
@@ -38,7 +40,7 @@ local field = {
     pair_second = ProtoField.int16("zor.pair.second", "Pair, second"),
     reserved_24 = ProtoField.int16("zor.reserved_24", "Reserved (24)"),
     version = ProtoField.int16("zor.version", "Header version"),
-    text = ProtoField.stringz("zor.text", "Header text"),
+    text = ProtoField.string("zor.text", "Header text"),
     body = ProtoField.bytes("zor.body", "Body"),
     body_text = ProtoField.string("zor.body.text", "Body text"),
     control = ProtoField.string("zor.control", "Control text"),
@@ -55,9 +57,9 @@ local is_control = ProtoExpert.new("zor.is_control", "Control text",
                                    expert.group.COMMENTS_GROUP, expert.severity.NOTE)
 zor.experts = { bad_marker, bad_length, is_control }
 
--- The header fields of 16 bits in wire order, with their offsets.
-local shorts = {
-    { 4, "type" }, { 6, "op" }, { 12, "reserved_12" }, { 14, "reserved_14" },
+-- The integers of the header in wire order, with their offsets and lengths.
+local integers = {
+    { 4, "type" }, { 6, "op" }, { 8, "lg", 4 }, { 12, "reserved_12" }, { 14, "reserved_14" },
     { 16, "reserved_16" }, { 18, "kel_id" }, { 20, "pair_first" }, { 22, "pair_second" },
     { 24, "reserved_24" }, { 26, "version" },
 }
@@ -124,15 +126,18 @@ local function show_frame(tvb, pinfo, root)
     local lg, in_range = body_length(tvb, 0)
     local tree = root:add(zor, tvb(), "Zor maintenance frame")
     tree:add_le(field.begin_head, tvb(0, 4))
-    local lg_item = tree:add_le(field.lg, tvb(8, 4))
-    for _, row in ipairs(shorts) do tree:add_le(field[row[2]], tvb(row[1], 2)) end
-    tree:add(field.text, tvb(28, length - 28))
+    local item = {}
+    for _, row in ipairs(integers) do
+        item[row[2]] = tree:add_le(field[row[2]], tvb(row[1], row[3] or 2))
+    end
+    local text = tvb(TEXT_AT, length - TEXT_AT)
+    tree:add(field.text, text, up_to_zero(text):sub(1, TEXT_LIMIT))
     tree:add(field.header_length, length):set_generated()
 
     local type, op = tvb(4, 2):le_int(), tvb(6, 2):le_int()
     local summary = describe(type, op)
     if not in_range then
-        lg_item:add_proto_expert_info(bad_length, "Body length out of range: " .. lg)
+        item.lg:add_proto_expert_info(bad_length, "Body length out of range: " .. lg)
         summary = summary .. " [bad length]"
     elseif lg > 0 then
         summary = summary .. " " .. show_body(tvb(length, lg), tree, op)
