@@ -3,8 +3,9 @@
 // ClientId, and the five hooks through which the presentation helpers reach a remote console.
 //
 // All that concerns a console goes through its mailbox, so its command thread has one place to
-// wait at: what the operator types, what the console joins, and what others show it. A thread
-// that has news for a console only posts them; it never waits for a console that doesn't read.
+// wait at: what the operator types, what the console joins and leaves, and what others show it. A
+// thread that has news for a console only posts them; it never waits for a console that doesn't
+// read.
 
 #include <cstdint>
 #include <functional>
@@ -21,6 +22,7 @@ class SimSession;
 enum class SimMail : char {
     kTyped = 't',  ///< from the operator; in front of the text stand a number, the KEL, and a blank
     kJoin = 'j',   ///< the number of the KEL that the console has joined
+    kLeave = 'l',  ///< the number of the KEL that it has left
     kShown = 's',  ///< for the screen: an event, a trace line
     kEnd = 'e',    ///< the console is gone
 };

@@ -28,7 +28,7 @@ constexpr std::int16_t kOpHidden = 6;
 constexpr std::int32_t kPieceSize = 10'000;  // bytes of a body that are taken at once
 constexpr std::int32_t kBodyLine = 80;       // bytes of a line in a body of digits
 constexpr std::size_t kMostTyped = 4'095;    // bytes of a text; a console never sends more at once
-constexpr unsigned kMostTexts = 64;          // typed texts in the mailbox; then the reader waits
+constexpr unsigned kMostFromConsole = 64;    // mails of the console itself; then the reader waits
 constexpr int kMostToShow = 500;             // texts to show in the mailbox; more are lost
 constexpr std::int32_t kReadyWait = 1'000;   // ms, as long as the local console is looked at
 constexpr std::int32_t kReadyLook = 50;      // ms between two looks
@@ -38,7 +38,7 @@ constexpr char kBackspace = 8;               // what the family's programs know
 }  // namespace
 
 SimSession::SimSession(SimServer& server) : server_(server) {
-    semInit(&room_, kMostTexts);
+    semInit(&room_, kMostFromConsole);
 }
 
 SimSession::~SimSession() {
@@ -93,9 +93,9 @@ void SimSession::dispatch(const Message& message) {
         ++texts_;
         if (message.body) postText(message);
     } else if (header.type() == kTypeClient && header.op() == kOpJoin) {
-        post(SimMail::kJoin, std::to_string(header.kelId()));
+        postHeldBack(SimMail::kJoin, std::to_string(header.kelId()));
     } else if (header.type() == kTypeClient && header.op() == kOpLeave) {
-        tracePrintf("console %d: leaves KEL %d", id_.minor, header.kelId());
+        postHeldBack(SimMail::kLeave, std::to_string(header.kelId()));
     } else if (header.type() == kTypeKeepAlive) {
         ++pings_;
     } else {
@@ -104,13 +104,17 @@ void SimSession::dispatch(const Message& message) {
     }
 }
 
-// The room in the mailbox is bounded: a console that sends faster than its commands run is left
-// unread, and the connection itself holds it back.
 void SimSession::postText(const Message& message) {
     const std::size_t length = std::min(std::strlen(message.body), kMostTyped);
+    postHeldBack(SimMail::kTyped,
+                 simText("%d ", message.header.kelId()) + std::string(message.body, length));
+}
+
+// What a console makes the server keep is bounded: one that sends faster than its command thread
+// takes is left unread, and the connection itself holds it back.
+void SimSession::postHeldBack(SimMail kind, const std::string& text) {
     semLock(room_, -1);
-    post(SimMail::kTyped,
-         simText("%d ", message.header.kelId()) + std::string(message.body, length));
+    post(kind, text);
 }
 
 void SimSession::post(SimMail kind, const std::string& text) {
@@ -149,16 +153,23 @@ int SimSession::readInput(char* buffer, int length) {
 
 // A wait that hung up or lost its console gives up what was typed: nobody is there for the answer.
 bool SimSession::waitForInput() {
-    while (alive() && input_.empty()) {
-        const std::string mail = SimClients::instance().take(id_);
-        if (mail.empty()) continue;
-        const auto kind = static_cast<SimMail>(mail[0]);
-        const std::string text = mail.substr(1);
-        if (kind == SimMail::kTyped) acceptTyped(text);
-        if (kind == SimMail::kJoin) acceptJoin(static_cast<std::int16_t>(std::atoi(text.c_str())));
-        if (kind == SimMail::kShown) show(text);
-    }
+    while (alive() && input_.empty())
+        acceptMail();
     return alive();
+}
+
+void SimSession::acceptMail() {
+    const std::string mail = SimClients::instance().take(id_);
+    if (mail.empty()) return;
+    const auto kind = static_cast<SimMail>(mail[0]);
+    const std::string text = mail.substr(1);
+    if (kind == SimMail::kShown) return show(text);
+    if (kind == SimMail::kEnd) return;
+    semUnLock(room_);
+    const auto kel_id = static_cast<std::int16_t>(std::atoi(text.c_str()));
+    if (kind == SimMail::kTyped) acceptTyped(kel_id, text.substr(text.find(' ') + 1));
+    if (kind == SimMail::kJoin) acceptJoin(kel_id);
+    if (kind == SimMail::kLeave) acceptLeave(kel_id);
 }
 
 bool SimSession::inputReady() {
@@ -169,16 +180,22 @@ bool SimSession::inputReady() {
     return false;
 }
 
-void SimSession::acceptTyped(const std::string& mail) {
-    semUnLock(room_);
-    text_kel_ = static_cast<std::int16_t>(std::atoi(mail.c_str()));
-    input_ += mail.substr(mail.find(' ') + 1);
+void SimSession::acceptTyped(std::int16_t kel_id, const std::string& typed) {
+    text_kel_ = kel_id;
+    input_ += typed;
 }
 
 void SimSession::acceptJoin(std::int16_t kel_id) {
     joined_kel_ = kel_id;
     text_kel_ = kel_id;
     sendText(server_.exchange().greeting(kel_id));
+}
+
+// A console that changes its target leaves the old one and joins the new one, in this order; it is
+// with none in between. A leaving of what it hasn't joined changes nothing.
+void SimSession::acceptLeave(std::int16_t kel_id) {
+    tracePrintf("console %d: leaves KEL %d", id_.minor, kel_id);
+    if (joined_kel_ == kel_id) joined_kel_ = kNoKel;
 }
 
 // ---- what goes out ----
@@ -221,7 +238,8 @@ void SimSession::sendBody(std::int32_t length, bool shown) {
 void SimSession::send(MsgToSend& frame, std::int16_t op, std::int32_t length) {
     frame.setType(kTypeClient);
     frame.setOp(op);
-    frame.setKelId(joined_kel_);
+    const std::int16_t joined = joined_kel_;
+    if (joined != kNoKel) frame.setKelId(joined);
     frame.setLg(length);
     frame.Serialise();
     if (connection_.Write(frame.buffer(), frame.frameLength()) != frame.frameLength()) disconnect();
@@ -233,6 +251,8 @@ void SimSession::disconnect() {
 }
 
 std::string SimSession::describe() const {
-    return simText("console %d: KEL %d, %d texts, %d pings", id_.minor, joined_kel_.load(),
-                   texts_.load(), pings_.load());
+    const std::int16_t joined = joined_kel_;
+    return simText("console %d: KEL %s, %d texts, %d pings", id_.minor,
+                   joined == kNoKel ? "none" : std::to_string(joined).c_str(), texts_.load(),
+                   pings_.load());
 }

@@ -62,7 +62,9 @@ class SimSession {
 
     /// The server instance that the operator's last text was meant for: -1, the first connected.
     std::int16_t kel() const { return text_kel_; }
-    /// The instance that the console has joined. Any thread.
+    /// What joinedKel gives for a console that has left its instance: no instance has the number.
+    static constexpr std::int16_t kNoKel = -2;
+    /// The instance that the console has joined: -1, the first connected. Any thread.
     std::int16_t joinedKel() const { return joined_kel_; }
 
     /// Whether events, or trace lines, go to this console. Any thread.
@@ -83,10 +85,13 @@ class SimSession {
     bool receiveBody(FrameReader& reader, Message& message);
     void dispatch(const Message& message);
     void postText(const Message& message);
+    void postHeldBack(SimMail kind, const std::string& text);
     void post(SimMail kind, const std::string& text);
     bool waitForInput();
-    void acceptTyped(const std::string& mail);
+    void acceptMail();
+    void acceptTyped(std::int16_t kel_id, const std::string& typed);
     void acceptJoin(std::int16_t kel_id);
+    void acceptLeave(std::int16_t kel_id);
     void show(const std::string& text);
     void send(MsgToSend& frame, std::int16_t op, std::int32_t length);
 
@@ -95,7 +100,7 @@ class SimSession {
     ExwConnection connection_;
     std::string input_;  // typed and not read yet
     std::int16_t text_kel_ = -1;
-    sem_t* room_ = nullptr;  // counts the typed texts that the mailbox may still take
+    sem_t* room_ = nullptr;  // counts the mails that the reader may still post
     std::atomic<short> alive_{1};
     std::atomic<bool> watching_{false};
     std::atomic<bool> tracing_{false};

@@ -35,7 +35,10 @@ TEST_F(Sim, AnswersTheFramesOfAConsole) {
     EXPECT_EQ(console.text(), "zor_sim: you are with the first connected KEL, 0.\n");
     console.send(frame(8, 5, -1) + frame(10, 7, -1) + frame(10, 6, 3));
     EXPECT_EQ(console.text(), "zor_sim: you are with KEL 3.\n");
+    console.send(frame(10, 7, 2));
     EXPECT_EQ(console.ask("\n"), "zor_sim: console 1: KEL 3, 1 texts, 1 pings. Type help.\n");
+    console.send(frame(10, 7, 3));
+    EXPECT_EQ(console.ask("\n"), "zor_sim: console 1: KEL none, 2 texts, 1 pings. Type help.\n");
     console.type("hidden 7\nbody 82\nbye\necho never\n");
     const Answer hidden = console.receiveFrame();
     EXPECT_EQ(hidden.op, 6);
@@ -137,7 +140,10 @@ TEST_F(Sim, OneConsolesMisbehaviourIsNobodyElsesConcern) {
     cut.reset();
     noisy.send(std::string(4000, '#') + support::header(10, 5, -1, -1) + frame(99, -7, 0, "xyz"));
     EXPECT_THAT(noisy.ask(std::string(999'990, 'n')), StartsWith("zor_sim: no command \"nnn"));
-    for (int i = 0; i < 200; ++i) deaf.type("body 100000\n");  // it takes none of the answers
+    for (int i = 0; i < 20; ++i) deaf.type("body 1000000\n");  // it takes none of the answers
+    std::string joins = frame(10, 6, -1);
+    while (joins.size() < 60'000'000) joins += joins;  // far more than the sockets hold
+    EXPECT_LT(deaf.sendWhileTaken(joins), joins.size());
     std::string typed, answers;
     for (int i = 0; i < 300; ++i) {  // more than a mailbox takes at once, and in order all the same
         noisy.type("echo " + std::to_string(i));

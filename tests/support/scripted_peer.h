@@ -53,6 +53,12 @@ class Link {
         EXPECT_EQ(::send(*fd_, bytes.data(), bytes.size(), MSG_NOSIGNAL),
                   static_cast<ssize_t>(bytes.size()));
     }
+    /// How much of `bytes` the other side takes before it stops reading.
+    std::size_t sendWhileTaken(const std::string& bytes) {
+        const timeval patience{1, 0};
+        setsockopt(*fd_, SOL_SOCKET, SO_SNDTIMEO, &patience, sizeof patience);
+        return static_cast<std::size_t>(::send(*fd_, bytes.data(), bytes.size(), MSG_NOSIGNAL));
+    }
     /// The next `size` bytes; fewer if the console closes or keeps silent.
     std::string receive(std::size_t size) {
         std::string got(size, '\0');
