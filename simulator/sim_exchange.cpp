@@ -1,9 +1,17 @@
 #include "simulator/sim_exchange.h"
 
+#include <algorithm>
+
 #include "simulator/sim_clients.h"
 #include "simulator/sim_session.h"
 #include "simulator/sim_text.h"
 #include "simulator/sim_thread.h"
+
+namespace {
+
+constexpr std::int32_t kMostSleep = 100;  // ms, after which the end is looked for
+
+}  // namespace
 
 SimExchange::SimExchange(int lines_each) {
     for (std::int16_t kel = 0; kel < kInstances; ++kel)
@@ -16,11 +24,16 @@ void SimExchange::start(std::int32_t pace) {
 }
 
 void SimExchange::live(std::int32_t pace) {
-    while (!stopping_) {
-        threadSleep(pace);
+    while (pause(pace))
         for (Instance& instance : instances_)
             if (instance.on) publish(instance.model->kel(), instance.model->step());
-    }
+}
+
+// In short sleeps: a pace may be longer than the server's patience with its threads at the end.
+bool SimExchange::pause(std::int32_t pace) {
+    for (std::int32_t left = pace; left > 0 && !stopping_; left -= kMostSleep)
+        threadSleep(std::min(left, kMostSleep));
+    return !stopping_;
 }
 
 bool SimExchange::connected(std::int16_t kel) const {
@@ -47,7 +60,8 @@ std::string SimExchange::greeting(std::int16_t kel) {
     return simText("zor_sim: you are with KEL %d.\n", kel);
 }
 
-// A console's -1 follows the first connected instance, whichever that is at the moment.
+// A console's -1 follows the first connected instance, whichever that is at the moment; one that
+// has left its instance gets nothing, since no instance is found for it.
 void SimExchange::publish(std::int16_t kel, const std::vector<std::string>& events) {
     for (const std::string& event : events)
         SimClients::instance().show(event + "\n", [&](const SimSession& session) {

@@ -42,6 +42,7 @@ class SimExchange {
     };
 
     void live(std::int32_t pace);
+    bool pause(std::int32_t pace);
 
     std::array<Instance, kInstances> instances_;
     std::atomic<bool> stopping_{false};

@@ -155,8 +155,9 @@ TEST_F(Sim, OneConsolesMisbehaviourIsNobodyElsesConcern) {
 }
 
 TEST(SimStart, TellsWhatIsWrongAndEnds) {
-    SimProcess first("--port 0");
-    const std::string taken = std::to_string(first.readPort());
+    SimProcess first("--port 0 --pace 60000");
+    const int port = first.readPort();
+    const std::string taken = std::to_string(port);
     const std::string usage = "Usage: zor_sim [--port N] [--pace MS] [--lines N]\n";
     for (const char* wrong : {"--port 65536", "--port 12x", "--pace", "--lines 1", "spare"}) {
         SimProcess sim(wrong);
@@ -166,6 +167,8 @@ TEST(SimStart, TellsWhatIsWrongAndEnds) {
     EXPECT_EQ(second.readLine(),
               "zor_sim: can't listen on port " + taken + ": Address already in use\n");
     EXPECT_EQ(second.finish(), 1);
+    RawConsole(port).ask("stop\n");
+    EXPECT_EQ(first.finish(), 0);  // and doesn't sleep its pace out
 }
 
 TEST_F(Sim, ShowsTraceAndFiles) {
