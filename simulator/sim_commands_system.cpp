@@ -59,13 +59,16 @@ std::string readBack(const std::string& file) {
     return simText("read back: %zu lines, the first %s\n", lines->size(), lines->front().c_str());
 }
 
-// One byte near the front, which the checksum covers.
+// The last byte, which is one of the stored checksum: of the body itself the check covers the first
+// few bytes at most, and of some lengths none.
 void damage(const std::string& file) {
     const std::unique_ptr<std::FILE, int (*)(std::FILE*)> stream(std::fopen(file.c_str(), "r+b"),
                                                                  std::fclose);
     if (!stream) return;
-    std::fseek(stream.get(), 2, SEEK_SET);
-    std::fputc('#', stream.get());
+    std::fseek(stream.get(), -1, SEEK_END);
+    const int byte = std::fgetc(stream.get());
+    std::fseek(stream.get(), -1, SEEK_END);
+    std::fputc(byte ^ 1, stream.get());
 }
 
 }  // namespace

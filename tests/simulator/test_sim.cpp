@@ -25,7 +25,7 @@ class Sim : public testing::Test {
         EXPECT_EQ(process_.finish(), 0) << process_.said();
     }
 
-    SimProcess process_{"--port 0 --pace 20 --lines 6"};
+    SimProcess process_{"--port 0 --pace 20 --lines 15"};  // a snapshot of 256 bytes
     const int port_ = process_.readPort();
 };
 
@@ -182,7 +182,7 @@ TEST_F(Sim, ShowsTraceAndFiles) {
     const std::string told = console.upTo("one byte is changed");
     EXPECT_THAT(told,
                 AllOf(HasSubstr("written: a snapshot of KEL 0, "), HasSubstr("listed: snapshot, "),
-                      HasSubstr("read back: 6 lines, the first 200 Adler Ruth "),
+                      HasSubstr("read back: 15 lines, the first 200 Adler Ruth "),
                       HasSubstr("refused and removed")));
 }
 
