@@ -9,6 +9,7 @@
 
 #include "console.h"
 #include "console_session.h"
+#include "standard_descriptors.h"
 
 namespace {
 
@@ -20,16 +21,6 @@ struct Server {
     char host[kHostSize] = "";
     std::int32_t port = kDefaultPort;
 };
-
-// A descriptor among 0 to 2 that is closed at start would go to the first socket, and the server's
-// text would become the operator's input.
-void fillStandardDescriptors() {
-    int descriptor = 0;
-    do
-        descriptor = open("/dev/null", O_RDWR);
-    while (descriptor >= 0 && descriptor <= STDERR_FILENO);
-    if (descriptor > STDERR_FILENO) close(descriptor);
-}
 
 // Whatever is printed is visible at once, on a terminal, in a pipe and in a file; and `getchar`
 // takes exactly one byte from a line whose rest the input loop reads by itself.

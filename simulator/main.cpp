@@ -9,6 +9,7 @@
 #include "simulator/sim_clients.h"
 #include "simulator/sim_deadlock.h"
 #include "simulator/sim_server.h"
+#include "standard_descriptors.h"
 
 namespace {
 
@@ -78,6 +79,7 @@ Settings readCommandLine(int count, char** words) {
 }  // namespace
 
 int main(int count, char** words) {
+    fillStandardDescriptors();
     const Settings settings = readCommandLine(count, words);
     std::setvbuf(stdout, nullptr, _IOLBF, BUFSIZ);  // whole lines at once, in a pipe and a file too
     simInstallDeadLockReport();
