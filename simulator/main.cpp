@@ -1,7 +1,6 @@
 // zor_sim: a stand-in for the telephony server process, for operators who learn the console and
 // for its tests. It serves any number of consoles on the maintenance port.
 
-#include <cerrno>
 #include <cstdio>
 #include <cstdlib>
 #include <cstring>
@@ -9,6 +8,7 @@
 #include "simulator/sim_clients.h"
 #include "simulator/sim_deadlock.h"
 #include "simulator/sim_server.h"
+#include "simulator/sim_text.h"
 #include "standard_descriptors.h"
 
 namespace {
@@ -46,13 +46,9 @@ struct Settings {
 
 /// Stores the number that `text` is; false if it is none within the bounds.
 bool readNumber(const char* text, Settings::Setting& setting) {
-    char* end = nullptr;
-    errno = 0;
-    const long number = std::strtol(text, &end, 10);
-    if (end == text || *end != 0 || errno != 0) return false;
-    if (number < setting.least || number > setting.most) return false;
-    setting.value = number;
-    return true;
+    const auto number = simNumberOf(text, setting.least, setting.most);
+    if (number) setting.value = static_cast<long>(*number);
+    return number.has_value();
 }
 
 bool readSetting(Settings& settings, const char* name, const char* text) {

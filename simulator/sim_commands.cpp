@@ -7,7 +7,8 @@
 
 namespace {
 
-constexpr std::size_t kWordSize = 64;  // bytes of a word; a longer one is none of ours
+constexpr std::size_t kWordSize = 4'096;  // bytes; a word is never longer than a typed line
+constexpr std::size_t kMostQuoted = 64;   // bytes of a line that an answer repeats
 
 void help(SimOrder& order);
 
@@ -70,7 +71,7 @@ void runOrder(SimOrder& order, const std::string& line) {
                                      order.session.kel()));
     }
     simSay(order, simText("zor_sim: no command \"%s\".%s Type help for the list.\n",
-                          line.substr(0, kWordSize).c_str(), similar(word).c_str()));
+                          line.substr(0, kMostQuoted).c_str(), similar(word).c_str()));
 }
 
 }  // namespace
@@ -94,8 +95,9 @@ void simSay(const SimOrder& order, const std::string& text) {
 }
 
 bool simReadNumber(SimOrder& order, int least, int most, int* number) {
-    order.words >> *number;
-    if (order.words.good() && *number >= least && *number <= most) return true;
+    const auto value = simNumberOf(simReadWord(order), least, most);
+    if (value) *number = static_cast<int>(*value);
+    if (value) return true;
     simSay(order, simText("zor_sim: a number from %d to %d is needed here.\n", least, most));
     return false;
 }

@@ -60,11 +60,14 @@ void simConsoles(SimOrder& order) {
 
 void simKels(SimOrder& order) {
     SimExchange& exchange = order.session.server().exchange();
-    const std::string number = simReadWord(order);
+    const std::string word = simReadWord(order);
     const std::string wish = simReadWord(order);
-    const bool known = is_digits(number.c_str()) && (wish == "on" || wish == "off") &&
-                       exchange.connect(std::atoi(number.c_str()), wish == "on");
-    if (!number.empty() && !known) return simSay(order, "zor_sim: kels N on, or kels N off.\n");
+    const auto number = simNumberOf(word, 0, SimExchange::kInstances - 1);
+    const bool known = number && (wish == "on" || wish == "off");
+    if (!word.empty() && !known)
+        return simSay(order, simText("zor_sim: kels N on, or kels N off; N is from 0 to %d.\n",
+                                     SimExchange::kInstances - 1));
+    if (known) exchange.connect(static_cast<int>(*number), wish == "on");
     std::string text;
     for (std::int16_t kel = 0; kel < SimExchange::kInstances; ++kel)
         text +=
@@ -108,9 +111,11 @@ void simHidden(SimOrder& order) {
     client_printf(order.client, "zor_sim: %d bytes went out unseen.\n", length);
 }
 
-// They come as the text "0 p -xxx-yyy": options without blanks, each behind its "-".
+// They come as the text "0 p -xxx-yyy -zzz": each behind its "-", with blanks between words of the
+// command line.
 void simOptions(SimOrder& order) {
-    std::string rest = simReadWord(order) == "p" ? simReadWord(order) : "";
+    std::string rest = simReadWord(order) == "p" ? order.words.c_str() : "";
+    std::erase_if(rest, [](char byte) { return std::strchr(" \t\r", byte); });
     if (rest.empty() || rest.front() != '-')
         return simSay(order, "zor_sim: 0 p -OPTIONS is what a command line sends.\n");
     while (!rest.empty() && client_alive(&order.client)) {

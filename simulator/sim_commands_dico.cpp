@@ -1,6 +1,6 @@
 // The dictionaries by command: a table of all lookups.
 
-#include <cstdlib>
+#include <limits>
 
 #include "serv_cli/dicos.h"
 #include "simulator/sim_commands.h"
@@ -11,7 +11,9 @@ namespace {
 
 constexpr std::int32_t kLastListed = 2'100;  // above the highest id of any dictionary
 constexpr int kMaskBits = 31;                // bits of a mask that are listed one by one
-constexpr std::size_t kNamesSize = 2'000;    // bytes; more than all names of a mask
+constexpr std::int64_t kLeastValue = std::numeric_limits<std::int32_t>::min();
+constexpr std::int64_t kMostValue = std::numeric_limits<std::uint32_t>::max();  // as a mask
+constexpr std::size_t kNamesSize = 2'000;  // bytes; more than all names of a mask
 
 /// One dictionary: `word` gives the word of a value, or `words` writes the words of a mask.
 struct Dictionary {
@@ -84,13 +86,16 @@ const Dictionary* findDictionary(const std::string& name) {
 }  // namespace
 
 void simDico(SimOrder& order) {
-    const Dictionary* const dictionary = findDictionary(simReadWord(order));
-    if (!dictionary) return simSay(order, listAll());
+    const std::string name = simReadWord(order);
+    if (name.empty()) return simSay(order, listAll());
+    const Dictionary* const dictionary = findDictionary(name);
+    if (!dictionary) return simSay(order, "zor_sim: no dictionary \"" + name + "\". " + listAll());
     const std::string typed = simReadWord(order);
     if (typed.empty()) return simSay(order, listValues(*dictionary));
-    char* end = nullptr;
-    const auto value = static_cast<std::int32_t>(std::strtoll(typed.c_str(), &end, 0));
-    if (*end) return simSay(order, "zor_sim: a value is a number, such as 8 or 0x10.\n");
+    const auto number = simNumberOf(typed, kLeastValue, kMostValue, 0);
+    if (!number)
+        return simSay(order, "zor_sim: a value is a number of 32 bits, such as 8 or 0x10.\n");
+    const auto value = static_cast<std::int32_t>(*number);
     simSay(order,
            simText("%s %d: \"%s\"\n", dictionary->name, value, lookUp(*dictionary, value).c_str()));
 }

@@ -101,12 +101,12 @@ void simHistory(SimOrder& order) {
     if (!line) return simSay(order, "zor_sim: no line \"" + number + "\"; lines lists them.\n");
     const std::string which = simReadWord(order);
     if (which.empty()) return simSay(order, historyText(*line));
-    const auto place = static_cast<std::size_t>(std::atoi(which.c_str()));
-    if (!is_digits(which.c_str()) || place < 1 || place > line->history.size())
+    const auto place = simNumberOf(which, 1, static_cast<std::int64_t>(line->history.size()));
+    if (!place)
         return simSay(order, simText("zor_sim: line %s has %zu calls in its history.\n",
                                      number.c_str(), line->history.size()));
     CharString text;
-    print_histo(&line->history[place - 1], text);
+    print_histo(&line->history[static_cast<std::size_t>(*place) - 1], text);
     client_write(order.client, &text);
 }
 

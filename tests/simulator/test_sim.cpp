@@ -63,7 +63,9 @@ TEST_F(Sim, AnswersEachCommand) {
         {"history 7\n", "no line \"7\""},
         {"agents\n", "Marin Eva +line 200 +[A-Z]"},
         {"xml\n", "^<\\?xml .*<kel><number>0</number>.*<number>205</number>.*</kel>/$"},
-        {"dico\n", "linestate .* linekinds"},
+        {"dico nosuch\n", "no dictionary \"nosuch\"\\. Dict"},
+        {"dico linekinds 4294967296\n", "a value is a number"},
+        {"dico\n", "^Dict.*linestate .* linekinds"},
         {"dico linestate 8\n", "linestate 8: \"Talking\""},
         {"dico linekinds 0x3\n", "linekinds 3: \"-Distant -Dist. Voip \""},
         {"dico qoltype\n", "^ +0 MONITOR/ +1 IP/$"},
@@ -72,17 +74,21 @@ TEST_F(Sim, AnswersEachCommand) {
         {"dico linestate x\n", "a value is a number"},
         {"consoles\n", "console 1: KEL -1, [0-9]+ texts"},
         {"kels 4 off\n", "kels N on"},
+        {"kels 4294967296 off\n", "kels N on"},
         {"kels 0 off\n", "KEL 0: not connected/KEL 1: connected"},
         {"lines\n", "^300 "},
         {"kels 0 on\n", "KEL 0: connected"},
         {"threads\n", "TbThreadCreated:.* Model .* Console 1 "},
         {"trace sideways\n", "trace on, or trace off"},
         {"body 1000001\n", "a number from 0 to 1000000 is needed"},
-        {"key x\n", "a number from 1 to 1000 is needed"},
+        {"body 4294967301\n", "a number from 0"},
+        {"key 1x\n", "a number from 1 to 1000 is needed"},
         {"clear\n", "^<clear-screen>/$"},
         {"nokey\n", "^<off-canonique>/$"},
         {"0 q\n", "0 p -OPTIONS is what"},
         {"0 p -zz", "unknown option -zz; .* -watch"},
+        {"0 p -a very long one, so long that no word of the server would hold all of it or so\n",
+         "unknown option -averylongone,solong.*orso; "},
         {"0 p -lines", "200 .*205 "},
     };
     for (const auto& c : kCases) {
@@ -125,7 +131,7 @@ TEST_F(Sim, PromptsOverTheWire) {
         EXPECT_THAT(console.text(), HasSubstr("Costa Lia"));
     }
     console.upTo("End lines######\n");
-    console.type("0 p -watch");
+    console.type("0 p -kels -watch");
     console.upTo(" KEL 0 line 20");
     console.type("history 200\n");  // ends the watch and is a command
     console.upTo("end of watch");
