@@ -1,15 +1,10 @@
 #include <gtest/gtest.h>
 
-#include <map>
-#include <string>
 #include <thread>
-#include <vector>
 
 #include "serv_cli/i_tools_client.h"
 #include "util/i_os_table.h"
 #include "util/i_os_thread.h"
-
-namespace {
 
 // A slot of the thread table for this thread: without one every mark costs a pause.
 struct Slot {
@@ -17,8 +12,7 @@ struct Slot {
     ~Slot() { RemoveThreadFromTb(); }
 };
 
-class ClientTest : public testing::Test {
-  protected:
+struct ClientTest : testing::Test {
     Elt_Supervision* add(std::int16_t major, std::int16_t minor, const char* text = nullptr) {
         auto* const mailbox = new Elt_Supervision(ClientId(major, minor), text);
         EXPECT_EQ(clients.add_client(mailbox), 1);
@@ -37,17 +31,14 @@ class ClientTest : public testing::Test {
 
 TEST_F(ClientTest, ATextBehindATakingGoesBehindTheCursorAndNoneIsLost) {
     Elt_Supervision* const mailbox = add(1, 2, "A");
-    mailbox->put_parametre("B");
-    mailbox->put_parametre("C");
+    for (const char* const text : {"B", "C"}) mailbox->put_parametre(text);
     EXPECT_EQ(read(id), "A");
     mailbox->put_parametre("D");
-    EXPECT_EQ(read(id), "B");
-    EXPECT_EQ(read(id), "D");
+    for (const char* const text : {"B", "D"}) EXPECT_EQ(read(id), text);
     mailbox->put_parametre("E");
-    const char* const first = mailbox->get_parametre();
-    EXPECT_STREQ(first, "C");
-    EXPECT_EQ(mailbox->remove_parametre(first), 1);
-    delete[] first;
+    const std::unique_ptr<const char[]> first(mailbox->get_parametre());
+    EXPECT_STREQ(first.get(), "C");
+    EXPECT_EQ(mailbox->remove_parametre(first.get()), 1);
     EXPECT_EQ(read(id), "E");
 }
 
@@ -56,12 +47,11 @@ TEST_F(ClientTest, ALentTextWithoutItsCountBlocksNobody) {
     EXPECT_STREQ(clients.next_parametre(&id), "lent");
     char cut[] = "####";
     EXPECT_EQ(clients.read_parametre(&id, cut, 3), 4);
-    EXPECT_STREQ(cut, "len#");
     // Texts and counts part: a removed text leaves its count, and the reading finds nothing.
     mailbox->put_parametre("removed");
-    const char* const text = static_cast<char*>(mailbox->parametres->item_pointer(t_neutre));
-    EXPECT_EQ(mailbox->remove_parametre(text), 1);
-    delete[] text;
+    const std::unique_ptr<char[]> text(
+        static_cast<char*>(mailbox->parametres->item_pointer(t_neutre)));
+    EXPECT_EQ(mailbox->remove_parametre(text.get()), 1);
     EXPECT_EQ(clients.read_parametre(&id, cut, 4), 0);
     EXPECT_STREQ(cut, "len#");
 }
@@ -69,9 +59,8 @@ TEST_F(ClientTest, ALentTextWithoutItsCountBlocksNobody) {
 TEST_F(ClientTest, ClientsAreFoundByTheirTwoKeys) {
     Elt_Supervision* const first = add(1, 2);
     add(1, 3), add(1, 2), add(2, 2);
-    ClientId same = id;
+    ClientId same = id, unknown(2, 1);
     same.third = 7;
-    ClientId unknown(2, 1);
     EXPECT_EQ(clients.put_parametre(&same, "x") + first->has_parametre(), 2);
     EXPECT_EQ(clients.put_parametre(&unknown, "x") + clients.has_parametre(&unknown), 0);
     const auto function = [](ClientId* client) { return client->third; };
@@ -83,26 +72,24 @@ TEST_F(ClientTest, ClientsAreFoundByTheirTwoKeys) {
 }
 
 TEST_F(ClientTest, ManyPostersOneReaderEachAndClientsThatComeAndGo) {
-    constexpr int kClients = 3, kPosters = 4, kTexts = 200;
+    constexpr std::int16_t kClients = 3, kPosters = 4, kTexts = 200;
     std::map<std::string, int> seen[kClients];
-    std::vector<std::thread> readers, others;
+    std::vector<std::jthread> readers, others;
     for (std::int16_t c = 0; c < kClients; ++c) {
         add(0, c);
-        readers.emplace_back([this, c, &seen] {
+        readers.emplace_back([this, c, &texts = seen[c]] {
             const Slot own;
             const ClientId own_id(0, c);
-            while (!seen[c].contains("end") || clients.has_parametre(&own_id))
-                ++seen[c][read(own_id)];
+            while (!texts.contains("end") || clients.has_parametre(&own_id)) ++texts[read(own_id)];
         });
     }
-    const auto post = [this](int c, const std::string& text) {
-        const ClientId to(0, static_cast<std::int16_t>(c));
-        clients.put_parametre(&to, text.c_str());
+    const auto postToAll = [this](const std::string& text) {
+        for (ClientId to(0, 0); to.minor < kClients; ++to.minor)
+            clients.put_parametre(&to, text.c_str());
     };
     for (int p = 0; p < kPosters; ++p)
-        others.emplace_back([p, &post] {
-            for (int i = 0; i < kTexts * kClients; ++i)
-                post(i % kClients, std::to_string(p * 10000 + i / kClients));
+        others.emplace_back([p, &postToAll] {
+            for (int i = 0; i < kTexts; ++i) postToAll(std::to_string(p * kTexts + i));
         });
     others.emplace_back([this] {
         for (std::int16_t i = 0; i < 300; ++i) {
@@ -110,13 +97,11 @@ TEST_F(ClientTest, ManyPostersOneReaderEachAndClientsThatComeAndGo) {
             if (i % 3 == 0) clients.remove_clients_of(9);
         }
     });
-    for (auto& thread : others) thread.join();
-    for (int c = 0; c < kClients; ++c) post(c, "end");
-    for (auto& thread : readers) thread.join();
+    others.clear();
+    postToAll("end");
+    readers.clear();
     for (const auto& texts : seen) {
         EXPECT_EQ(texts.size(), std::size_t{kPosters * kTexts + 1});
         for (const auto& [text, times] : texts) EXPECT_EQ(times, 1) << text;
     }
 }
-
-}  // namespace

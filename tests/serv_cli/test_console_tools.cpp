@@ -1,30 +1,21 @@
 #include <gmock/gmock.h>
-#include <gtest/gtest.h>
 #include <pty.h>
 #include <sys/wait.h>
-#include <unistd.h>
-
-#include <memory>
-#include <string>
 
 #include "serv_cli/i_tools.h"
-#include "util/i_charstr.h"
 
 #pragma GCC diagnostic ignored "-Wformat-nonliteral"
-
-namespace {
 
 const std::string kKey = "<on-canonique>\n|<off-canonique>\n|", kRemoteClear = "<clear-screen>\n|";
 const std::string kClear = "\033[1;1f\033[2J\n";
 const ClientId kLocal(-1, -1);
 const ClientId kRemote(3, -1);  // half of the local name is not the local name
 
-std::string sent;   // to the remote client behind the hooks, each output with a bar behind it
-std::string typed;  // what it will send; then it goes away
+static std::string sent;   // to the remote client, each output with a bar behind it
+static std::string typed;  // what it will send; then it goes away
 
-/// Connects a remote client that types `keys` and sends at most `piece` of them at once.
-template <int piece = 1>
-void connectRemote(const std::string& keys) {
+/// Connects a remote client that types `keys`.
+static void connectRemote(const std::string& keys) {
     sent.clear();
     typed = keys;
     client_printf_hook = [](const ClientId* client, const char* format, va_list values) {
@@ -32,19 +23,16 @@ void connectRemote(const std::string& keys) {
         std::vsnprintf(text, sizeof text, format, values);
         sent.append(text).append(*client == kRemote ? "|" : "to a stranger");
     };
-    client_write_hook = [](auto*, const CharString* text) { sent += text->c_str(); };
-    client_ready_hook = [](auto*) { return short{7}; };
     client_read_hook = [](auto*, char* buffer, int length) {
-        const auto count = typed.copy(buffer, std::min(length, piece));
+        const auto count = typed.copy(buffer, static_cast<std::size_t>(length));
         typed.erase(0, count);
         return static_cast<int>(count);
     };
     client_alive_hook = [](auto*) { return static_cast<short>(typed.empty() ? 0 : 256); };
 }
 
-/// Runs `session` in a process of its own at a raw terminal where the operator types `keys`, and
-/// gives all that the terminal shows.
-std::string atTerminal(const std::string& keys, void (*session)()) {
+/// What a raw terminal shows where the operator types `keys` into a process that runs `session`.
+static std::string atTerminal(const std::string& keys, void (*session)()) {
     termios raw{};
     cfmakeraw(&raw);
     int operator_side = -1, status = -1;
@@ -65,7 +53,7 @@ std::string atTerminal(const std::string& keys, void (*session)()) {
     return shown;
 }
 
-int showTyped(const ClientId* client, const char* text) {
+static int showTyped(const ClientId* client, const char* text) {
     client_printf(*client, "[%s]", text);
     return 0;
 }
@@ -88,7 +76,7 @@ TEST(ConsoleTools, FiltersKeyByKeyForARemoteClient) {
 TEST(ConsoleTools, AsksARemoteClientForALine) {
     const auto asked = [](const std::string& line) {
         char* answer;
-        connectRemote<999>(line);
+        connectRemote(line);
         client_ask(&kRemote, "100%% sure? ", &answer);
         return sent + std::unique_ptr<char[]>(answer).get();
     };
@@ -119,12 +107,9 @@ TEST(ConsoleTools, BuildsRowsForTheAnalyser) {
     char* row = nullptr;
     row_add(&row, "one");
     row_add(&row, "");
-    row_add_bool(&row, 2);
-    row_add_bool(&row, static_cast<short>(0x10000));  // the value is 16 bits wide
+    for (const short value : {2, 0}) row_add_bool(&row, value);
     EXPECT_STREQ(row, "one\t\tTRUE\tFALSE");
     row_add(&row, std::string(400, 'x').c_str());
     EXPECT_EQ(std::string(row).size(), 255U);  // cut at the row's end, never beyond it
     release_(&row);
 }
-
-}  // namespace

@@ -1,12 +1,8 @@
 #include <gtest/gtest.h>
 
-#include <memory>
-
 #include "serv_cli/i_tools_optional.h"
 #include "util/i_charstr.h"
 #include "util/i_msg_stream.h"
-
-namespace {
 
 using namespace std::string_literals;
 
@@ -16,8 +12,8 @@ TEST(Optional, WireFormHasAPresenceByteInFront) {
     const CharString word("on");
     for (const char* text : {static_cast<const char*>(nullptr), "", "a"}) PutOptText(text, &cursor);
     PutOptCharString(&word, &cursor);
-    for (const int value : {-1, 0x1FFFF, 0, -2})  // the second has the low 16 bits of the first
-        PutOptShort(value, &cursor);
+    // 0x1FFFF has the low 16 bits of an absent value.
+    for (const int value : {-1, 0x1FFFF, 0, -2}) PutOptShort(value, &cursor);
     EXPECT_EQ(std::string(area, cursor), "\0\1\0\1a\0\1on\0\0\0\1\0\0\1\xFE\xFF"s);
     EXPECT_EQ(OptTextSize(nullptr) + OptTextSize("") + OptCharStringSize(&word), 7);
 }
@@ -53,5 +49,3 @@ TEST(GrowingBuffer, GrowsByWhatIsAskedAndKeepsItsContent) {
     EXPECT_DEATH(GrowBuffer(&base, 8, &capacity, INT32_MAX), "extra <= INT32_MAX - capacity");
     delete[] base;
 }
-
-}  // namespace

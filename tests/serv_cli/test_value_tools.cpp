@@ -1,22 +1,10 @@
 #include <gmock/gmock.h>
-#include <gtest/gtest.h>
-#include <unistd.h>
 
-#include <algorithm>
 #include <clocale>
-#include <cstdlib>
-#include <cstring>
-#include <filesystem>
-#include <memory>
-#include <string>
-#include <vector>
 
 #include "serv_cli/i_tools.h"
 #include "support/captured_trace.h"
-
-namespace {
-
-using testing::ElementsAre;
+#include "support/scratch_directory.h"
 
 TEST(ValueTools, AlphabetsAndLimits) {
     const std::string symbols = "0123456789ABCD*#", hex = "0123456789abcdef0123456789ABCDEF";
@@ -33,10 +21,8 @@ TEST(ValueTools, AlphabetsAndLimits) {
 }
 
 TEST(ValueTools, WordsThatATestTakesAndOnesThatItRefuses) {
-    const struct {
-        short (*test)(const char*);
-        std::vector<const char*> yes, no;
-    } cases[] = {
+    using Texts = std::vector<const char*>;
+    const std::tuple<short (*)(const char*), Texts, Texts> cases[] = {
         {text_to_bool, {"true", "VRAI", "Yes", "oUi", "1"}, {"FAUX", "NON", "0", "perhaps", "11"}},
         {is_digits, {"0123456789"}, {"12a", "-1", nullptr}},
         {is_dial_text, {"0123456789ABCD*#"}, {"1E", "d", "+33", "1 2", nullptr}},
@@ -82,26 +68,20 @@ TEST(ValueTools, PhoneNumbersAreCleanedAndWhatFellOutIsReported) {
 }
 
 TEST(ValueTools, ScramblingIsAnExactPair) {
-    char abc[] = "abc", behind_control[] = "\x1f\x61";
-    EXPECT_STREQ(scramble_text(abc), "qlx");
+    char word[] = "password", behind_control[] = "\x1f\x61";
+    EXPECT_STREQ(scramble_text(word), "`mhtmkbr");
     EXPECT_STREQ(scramble_text(behind_control), "\x1f\x62");  // it stays, yet enters the mask
-    std::string every_byte(10200, 0);
-    std::generate(every_byte.begin(), every_byte.end(),
-                  [i = 0]() mutable { return 255 - i++ % 255; });
+    std::string every_byte;
+    for (int i = 0; i < 10200; ++i) every_byte += static_cast<char>(255 - i % 255);
     std::string text = every_byte;
     scramble_text(text.data());
-    EXPECT_EQ(std::strlen(text.c_str()), 10200U);
+    EXPECT_EQ(text.find('\0'), std::string::npos);
     EXPECT_EQ(unscramble_text(text.data()), every_byte);
-}
-
-TEST(TextToolsDeathTest, ANullTextOfAComparisonIsFatal) {
-    EXPECT_DEATH(compare_nocase_n(L"a", nullptr, 1),
-                 "^Assertion <s1 && s2> failed:\nfile \"serv_cli/i_tools\", line ");
 }
 
 /// The heap text tools and comparisons in their narrow or in their wide form.
 template <class Char>
-void heapTextsAndComparisons() {
+static void heapTextsAndComparisons() {
     const std::basic_string<Char> one{'o', 'n', 'e'}, two{'T', 'W', 'O'}, upper{'O', 'N', 'F'};
     const Char *const none = nullptr, *const low = one.c_str(), *const high = upper.c_str();
     Char* texts[] = {nullptr, nullptr, nullptr};
@@ -123,6 +103,7 @@ void heapTextsAndComparisons() {
     EXPECT_EQ(compare_nocase_n(low, high, 2), 0);
     EXPECT_LT(compare_nocase_n(low, high, 3), 0);
     EXPECT_LT(compare_nocase(low, high), 0);
+    EXPECT_DEATH(compare_nocase_n(low, none, 1), "<s1 && s2> failed:\nfile \"serv_cli/i_tools\"");
 }
 
 TEST(TextTools, HeapTextsAndComparisonsInBothWidths) {
@@ -131,45 +112,32 @@ TEST(TextTools, HeapTextsAndComparisonsInBothWidths) {
 }
 
 TEST(TextTools, CaseKnowsTheLatin1Capitals) {
-    std::string bytes(256, 'Z'), lower = bytes;
+    std::string text, lower;
     for (int byte = 1; byte < 256; ++byte) {
         const bool latin = byte >= 0xC0 && byte <= 0xDE && byte != 0xD7;
-        bytes[byte - 1] = static_cast<char>(byte);
-        lower[byte - 1] = static_cast<char>(latin || std::isupper(byte) ? byte + 32 : byte);
+        text += static_cast<char>(byte);
+        lower += static_cast<char>(latin || std::isupper(byte) ? byte + 32 : byte);
     }
-    lower.back() = 'z';
-    const std::string text = bytes;
+    std::string bytes = text;
     lower_string(bytes.data());
     EXPECT_EQ(bytes, lower);
     EXPECT_EQ(find_nocase(text.c_str(), "\xe9\xCA"), text.c_str() + 0xC8);
     EXPECT_EQ(find_nocase("appel", "appels"), nullptr);
 }
 
-// In a process of its own, as a locale that was once loaded stays loaded.
-TEST(TextToolsDeathTest, WithoutTheLocaleATextIsReadInTheOneInForce) {
-    const auto reads = [] {
+TEST(TextTools, TellsTextsBeyondLatin1AndWithoutTheLocaleReadsInTheOneInForce) {
+    // In a process of its own, as a locale that was once loaded stays loaded.
+    const auto reads_without = [] {
         const bool other = std::setlocale(LC_CTYPE, "C.UTF-8");
         setenv("LOCPATH", "/nonexistent", 1);
         setTraceSink([](const char* text) { std::fputs(text, stderr); });
         _exit(IsUTF8Unicode("\u20ac", 1) != other);
     };
-    EXPECT_EXIT(reads(), testing::ExitedWithCode(0), "   IsUTF8Unicode\\(\\): setlocale failed. ");
-}
-
-/// Makes the locale known to this process, from the machine's general UTF-8 one if need be.
-bool haveFrenchLocale() {
-    if (std::setlocale(LC_CTYPE, "fr_FR.UTF-8")) return true;
-    const auto folder = testing::TempDir() + "locale" + std::to_string(getpid());
-    std::filesystem::create_directory(folder);
-    std::filesystem::create_symlink("/usr/lib/locale/C.utf8", folder + "/fr_FR.UTF-8");
-    setenv("LOCPATH", folder.c_str(), 1);
-    const bool found = std::setlocale(LC_CTYPE, "fr_FR.UTF-8");
-    std::filesystem::remove_all(folder);
-    return found;
-}
-
-TEST(TextTools, TellsTextsBeyondLatin1) {
-    if (!haveFrenchLocale()) GTEST_SKIP() << "no UTF-8 locale for this machine";
+    EXPECT_EXIT(reads_without(), testing::ExitedWithCode(0), "IsUTF8Unicode..: setlocale failed");
+    const ScratchDirectory locales;  // the machine's general UTF-8 one serves as the French one
+    std::filesystem::create_symlink("/usr/lib/locale/C.utf8", locales.path("fr_FR.UTF-8"));
+    if (!std::setlocale(LC_CTYPE, "fr_FR.UTF-8")) setenv("LOCPATH", locales.top.c_str(), 1);
+    if (!std::setlocale(LC_CTYPE, "fr_FR.UTF-8")) GTEST_SKIP() << "no UTF-8 locale here";
     std::setlocale(LC_CTYPE, "C");
     const CapturedTrace trace;
     const std::string a63(63, 'a');
@@ -178,23 +146,19 @@ TEST(TextTools, TellsTextsBeyondLatin1) {
         EXPECT_EQ(IsUTF8Unicode(text.c_str(), 0), 0) << text;
     EXPECT_STREQ(std::setlocale(LC_CTYPE, nullptr), "fr_FR.UTF-8");  // it stays in force
     EXPECT_TRUE(trace.lines().empty());
-    EXPECT_EQ(IsUTF8Unicode("\u20ac \xc3(", 0) + IsUTF8Unicode("", 0) + IsUTF8Unicode(nullptr, 0),
-              0);
+    for (const char* const text : {"\u20ac \xc3(", "", static_cast<const char*>(nullptr)})
+        EXPECT_EQ(IsUTF8Unicode(text, 0), 0);
     EXPECT_EQ(IsUTF8Unicode("a\u20ac", 1), 1);
-    const std::string failed =
-        "@IsUTF8Unicode(): Multibyte String to Wide Character String conversion failed !   \n";
-    EXPECT_THAT(
-        trace.lines(),
-        ElementsAre(failed, failed, "@IsUTF8Unicode(): value of dest is = ", "61 ", "20ac ", "\n"));
+    const std::string start = "@IsUTF8Unicode(): ",
+                      failed = "Multibyte String to Wide Character String conversion failed !   \n";
+    EXPECT_EQ(trace.all(),
+              start + failed + start + failed + start + "value of dest is = 61 20ac \n");
 }
 
-/// Keeps each field in brackets behind its index, changes the copy as it may, and stops at "!".
-short keep(short index, char* field, void* user) {
-    auto& seen = *static_cast<std::string*>(user);
-    seen += std::to_string(index) + '[' + field + ']';
-    const bool going = *field != '!';
-    if (*field) *field = '?';
-    return going;
+/// Keeps each field in brackets behind its index, and stops at "!".
+static short keep(short index, char* field, void* user) {
+    *static_cast<std::string*>(user) += std::to_string(index) + '[' + field + ']';
+    return *field != '!';
 }
 
 TEST(Analyser, CutsARowIntoItsFields) {
@@ -213,7 +177,7 @@ TEST(Analyser, CutsARowIntoItsFields) {
     EXPECT_EQ(folded, "0[a;b]1[!]");
 }
 
-short doVelsa(const char* row, std::int32_t count, ...) {
+static short doVelsa(const char* row, std::int32_t count, ...) {
     va_list variables;
     va_start(variables, count);
     const short result = Do_Analyse_Text_Velsa_by_new('\t', 0, row, count, variables);
@@ -242,5 +206,3 @@ TEST(Analyser, StoresTheFirstFieldsInVariables) {
     EXPECT_EQ(taken(), "x|-|mark");
     EXPECT_EQ(doVelsa("x", 0) + doVelsa("x", -1) + doVelsa("", 1, no_variable), 3);
 }
-
-}  // namespace
