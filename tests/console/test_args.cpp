@@ -7,8 +7,7 @@ using namespace support;
 TEST(Args, ChooseHostAndPort) {
     char name[80] = "";
     gethostname(name, sizeof name - 1);
-    const std::string here = std::string(name) + " 3595";
-    const std::string longest(79, 'h');
+    const std::string here = std::string(name) + " 3595", longest(79, 'h');
     const std::vector<std::pair<Words, std::string>> rows{
         {{}, here},
         {{"-abc", "17"}, here},

@@ -1,15 +1,10 @@
 #include <gtest/gtest.h>
 
-#include <cstring>
-#include <string>
-
 #include "norba/i_msg.h"
-
-namespace {
 
 using namespace std::string_literals;
 
-std::string image(const MsgToSend& frame) {
+static std::string image(const MsgToSend& frame) {
     return {frame.buffer(), static_cast<std::size_t>(frame.frameLength())};
 }
 
@@ -44,8 +39,8 @@ TEST(FrameTest, ReadsEveryFieldFromTheWireAndWritesItBack) {
     MsgHeader header;
     std::memcpy(header.wire(), (wire + std::string(104, 't')).data(), 132);
     ASSERT_EQ(header.ReadHeader(), 1);
-    EXPECT_TRUE(header.lg() == 0x08070605 && header.kelId() == 0x100F);
-    EXPECT_EQ(header.pair().second, 0x1413);
+    EXPECT_TRUE(header.lg() == 0x08070605 && header.kelId() == 0x100F &&
+                header.pair().second == 0x1413);
     EXPECT_EQ(header.version(), static_cast<std::int16_t>(0x9817));
     char written[132] = {};
     char* cursor = written;
@@ -66,13 +61,9 @@ TEST(FrameTest, ReadsEveryFieldFromTheWireAndWritesItBack) {
 
 TEST(FrameDeathTest, EndsOnFaultsOfTheCaller) {
     MsgHeader header;
-    header.setOp(1);
-    header.setOp(32766);
+    for (const std::int16_t op : {1, 32766}) header.setOp(op);
     for (const std::int16_t op : {0, 32767})
-        EXPECT_DEATH(header.setOp(op),
-                     "<op >= NUM_OP_MIN && op <= NUM_OP_MAX> failed:\nfile \"norba");
+        EXPECT_DEATH(header.setOp(op), "<op >= NUM_OP_MIN && op <= NUM_OP_MAX> failed:\nfile \"n");
     EXPECT_DEATH(header.setLg(-1), "<lg >= 0> failed:\nfile \"norba/i_msg\", line");
     EXPECT_DEATH(MsgToSend(0xFFFFFFFF), "<pt_char != NULL> failed:\nfile \"norba/i_msg\"");
 }
-
-}  // namespace

@@ -1,17 +1,10 @@
 #include <gtest/gtest.h>
 
-#include <string>
-#include <thread>
-#include <vector>
-
 #include "norba/i_msg.h"
 #include "support/feed.h"
 
-namespace {
-
-/// Reads all that the pieces deliver until the loss: each frame as its lg and the beginning of its
-/// body, then what was said about it.
-std::string readAll(const std::vector<std::string>& pieces) {
+/// Reads up to the loss: each frame's lg and first byte of each block, then what was said.
+static std::string readAll(const std::vector<std::string>& pieces) {
     FedLine line;
     std::atomic<short> cnx_ok{7};
     std::thread feeder([&] {
@@ -33,7 +26,7 @@ std::string readAll(const std::vector<std::string>& pieces) {
     return found + "|" + testing::internal::GetCapturedStdout();
 }
 
-std::string bad(const char* what, int count) {
+static std::string bad(const char* what, int count) {
     return std::string("\n@@@@@@@@@ ") + what + std::to_string(count) + " @@@@@@@@@\n";
 }
 
@@ -69,5 +62,3 @@ TEST(ReaderTest, GivesTheSameForDeliveriesSplitAtEveryByte) {
     for (std::size_t at = 1; at < stream.size(); ++at)
         ASSERT_EQ(readAll({stream.substr(0, at), stream.substr(at)}), whole) << "split at " << at;
 }
-
-}  // namespace
