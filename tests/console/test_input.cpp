@@ -41,6 +41,7 @@ TEST(Input, OneKeyInputBeginsAndEndsWithTheServersTokens) {
     session.console.expect("key?\n");
     session.console.type("ab\n");  // may still go as a line; from then on keys go one by one
     session.link.expectKeys("ab\n");
+    EXPECT_TRUE(session.link.silent(300));  // time to wait for the next key
     session.link.hangUp();
     session.console.expect("cnx not ok!\nserver disconnected!\n");
     session.console.type("k\n");  // the key that ends the session isn't sent
