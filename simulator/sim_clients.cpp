@@ -2,7 +2,6 @@
 
 #include <algorithm>
 #include <cstdio>
-#include <cstring>
 
 #include "simulator/sim_session.h"
 #include "simulator/sim_text.h"
@@ -14,7 +13,6 @@ constexpr char SOURCE_MODULE[] = "simulator/sim_clients";
 
 constexpr std::int16_t kConsoles = 1;       // the `major` of all consoles
 constexpr std::int16_t kLastNumber = 9999;  // behind it numbers begin again
-constexpr int kMailSize = 6000;             // bytes; more than any post has
 
 [[gnu::format(printf, 2, 0)]] void printHook(const ClientId* client, const char* format,
                                              va_list values) {
@@ -81,6 +79,12 @@ SimClients::Entry* SimClients::entryOf(const ClientId& client) {
     return place == entries_.end() ? nullptr : &*place;
 }
 
+Elt_Supervision* SimClients::mailboxOf(const ClientId& client) {
+    const MutexHold hold(mutex_, SOURCE_MODULE, __LINE__);
+    const Entry* const entry = entryOf(client);
+    return entry ? entry->mailbox : nullptr;
+}
+
 void SimClients::join(const SessionPointer& session) {
     const MutexHold hold(mutex_, SOURCE_MODULE, __LINE__);
     ClientId id;
@@ -135,11 +139,15 @@ void SimClients::show(const std::string& text,
         if (wants(*session) && session->roomToShow()) post(session->id(), SimMail::kShown, text);
 }
 
+// The mailbox itself is asked, which outlives the call: only the calling thread ends it. The list
+// of mailboxes would mark the thread in the thread table, and a thread that found no slot there
+// pauses at each mark.
 std::string SimClients::take(const ClientId& client) {
-    char mail[kMailSize];
-    mail[0] = 0;
-    const int length = mailboxes_.read_parametre(&client, mail, kMailSize);
-    return std::string(mail, static_cast<std::size_t>(std::min(length, kMailSize)));
+    Elt_Supervision* const mailbox = mailboxOf(client);
+    if (!mailbox) return "";
+    const std::unique_ptr<const char[]> mail(mailbox->get_parametre());
+    mailbox->remove_parametre(mail.get());
+    return mail ? mail.get() : "";
 }
 
 bool SimClients::waiting(const ClientId& client) {

@@ -51,7 +51,8 @@ class SimClients {
     void post(const ClientId& client, SimMail kind, const std::string& text);
     /// Shows a text to every console for which `wants` holds, as far as its mailbox has room.
     void show(const std::string& text, const std::function<bool(const SimSession&)>& wants);
-    /// Waits for the next text of a mailbox; its first byte is the SimMail. Empty if there is none.
+    /// Waits for the next text of a mailbox; its first byte is the SimMail. Empty if there is no
+    /// such mailbox. Called by the one thread that reads it.
     std::string take(const ClientId& client);
     /// Whether a text waits in the mailbox.
     bool waiting(const ClientId& client);
@@ -64,6 +65,7 @@ class SimClients {
 
     SimClients();
     Entry* entryOf(const ClientId& client);
+    Elt_Supervision* mailboxOf(const ClientId& client);
 
     Mutex* mutex_ = nullptr;             // "mutex_clients"
     std::vector<Entry> entries_;         // guarded by mutex_

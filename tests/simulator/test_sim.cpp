@@ -1,6 +1,7 @@
 // The real zor_sim, driven by raw sockets.
 
 #include <algorithm>
+#include <chrono>
 #include <regex>
 
 #include "sim_harness.h"
@@ -192,9 +193,14 @@ TEST_F(Sim, ShowsTraceAndFiles) {
                       HasSubstr("refused and removed")));
 }
 
-TEST_F(Sim, ReconnectsNeverFillTheThreadTable) {
+TEST_F(Sim, AFullThreadTableSlowsNobodyAndEmptiesAgain) {
     RawConsole steady(port_);
-    for (int i = 0; i < 120; ++i) RawConsole passing(port_);
+    std::vector<RawConsole> crowd;  // more than the table has room for
+    for (int i = 0; i < 120; ++i) crowd.emplace_back(port_);
+    const auto start = std::chrono::steady_clock::now();
+    for (int i = 0; i < 100; ++i) EXPECT_EQ(crowd.back().ask("echo on"), "on\n");
+    EXPECT_LT(std::chrono::steady_clock::now() - start, std::chrono::seconds(10));
+    crowd.clear();
     while (steady.ask("consoles\n").find('\n') + 1 != steady.ask("consoles\n").size()) continue;
     std::string threads;  // the last of a console's threads leaves a moment after its session
     for (int i = 0; i < 2'000 && std::ranges::count(threads, '\n') != 5; ++i)
