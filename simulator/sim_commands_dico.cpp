@@ -10,7 +10,7 @@
 namespace {
 
 constexpr std::int32_t kLastListed = 2'100;  // above the highest id of any dictionary
-constexpr int kMaskBits = 31;                // bits of a mask that are listed one by one
+constexpr int kMaskBits = 32;
 constexpr std::int64_t kLeastValue = std::numeric_limits<std::int32_t>::min();
 constexpr std::int64_t kMostValue = std::numeric_limits<std::uint32_t>::max();  // as a mask
 constexpr std::size_t kNamesSize = 2'000;  // bytes; more than all names of a mask
@@ -61,19 +61,27 @@ std::string listAll() {
     return text + "\n";
 }
 
-// Every value that has a word of its own; of a mask, every bit.
-std::string listValues(const Dictionary& dictionary) {
+// Every value that has a word of its own.
+std::string listWords(const Dictionary& dictionary) {
     std::string text;
     const std::string unknown = lookUp(dictionary, -1);
-    const std::int32_t end = dictionary.word ? kLastListed : kMaskBits;
-    for (std::int32_t i = 0; i < end; ++i) {
-        const std::int32_t value = dictionary.word ? i : 1 << i;
+    for (std::int32_t value = 0; value < kLastListed; ++value) {
         const std::string word = lookUp(dictionary, value);
-        if (!word.empty() && (word != unknown || !dictionary.word))
-            text += (dictionary.word ? simText("%5d ", value)
-                                     : simText("0x%08x ", static_cast<unsigned>(value))) +
-                    word + "\n";
+        if (!word.empty() && word != unknown) text += simText("%5d %s\n", value, word.c_str());
     }
+    return text;
+}
+
+std::string maskText(const Dictionary& dictionary, std::uint32_t mask) {
+    const std::string word = lookUp(dictionary, static_cast<std::int32_t>(mask));
+    return word.empty() ? "" : simText("0x%08x %s\n", mask, word.c_str());
+}
+
+// Every bit that has a word, and the mask without one where that says something too.
+std::string listBits(const Dictionary& dictionary) {
+    std::string text = maskText(dictionary, 0);
+    for (int bit = 0; bit < kMaskBits; ++bit)
+        text += maskText(dictionary, std::uint32_t{1} << bit);
     return text;
 }
 
@@ -91,7 +99,8 @@ void simDico(SimOrder& order) {
     const Dictionary* const dictionary = findDictionary(name);
     if (!dictionary) return simSay(order, "zor_sim: no dictionary \"" + name + "\". " + listAll());
     const std::string typed = simReadWord(order);
-    if (typed.empty()) return simSay(order, listValues(*dictionary));
+    if (typed.empty())
+        return simSay(order, dictionary->word ? listWords(*dictionary) : listBits(*dictionary));
     const auto number = simNumberOf(typed, kLeastValue, kMostValue, 0);
     if (!number)
         return simSay(order, "zor_sim: a value is a number of 32 bits, such as 8 or 0x10.\n");
