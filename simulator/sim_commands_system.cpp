@@ -25,17 +25,20 @@ class Workplace {
         if (!mkdtemp(directory_.data())) directory_.clear();
     }
     ~Workplace() {
+        if (!made()) return;
         if (FileExists(file().c_str())) RemoveOneFile(file().c_str());
-        if (!directory_.empty()) ::rmdir(directory_.c_str());
+        ::rmdir(directory_.c_str());
     }
     Workplace(const Workplace&) = delete;
     Workplace& operator=(const Workplace&) = delete;
 
+    /// False if the directory couldn't be made; there is no file then.
+    bool made() const { return !directory_.empty(); }
     const std::string& directory() const { return directory_; }
     std::string file() const { return directory_ + "/snapshot"; }
 
   private:
-    std::string directory_;  // empty if it couldn't be made
+    std::string directory_;
 };
 
 std::string listing(const std::string& directory) {
@@ -100,7 +103,7 @@ void simFiles(SimOrder& order) {
     const Workplace place;
     const std::vector<char> bytes = simPack(*order.model);
     const auto size = static_cast<std::int32_t>(bytes.size());
-    if (!WriteBufToFile(place.file().c_str(), 1, bytes.data(), size, 0, 1))
+    if (!place.made() || !WriteBufToFile(place.file().c_str(), 1, bytes.data(), size, 0, 1))
         return simSay(order, "zor_sim: the snapshot can't be written.\n");
     simSay(order, simText("written: a snapshot of KEL %d, %d bytes and its trailer\n",
                           order.model->kel(), size));
