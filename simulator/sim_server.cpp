@@ -23,6 +23,19 @@ void sendAtOnce(const Connection& connection) {
     setsockopt(connection.fd, IPPROTO_TCP, TCP_NODELAY, &kYes, sizeof kYes);
 }
 
+// A console whose machine or line is gone says nothing any more; without a probe it would keep its
+// threads and its mailbox for ever.
+void noticeVanished(const Connection& connection) {
+    constexpr int kYes = 1;
+    constexpr int kSilence = 240;  // s; a console that is there sends a ping each 120 s
+    constexpr int kBetween = 30;   // s between two probes
+    constexpr int kProbes = 4;     // without an answer
+    setsockopt(connection.fd, IPPROTO_TCP, TCP_KEEPIDLE, &kSilence, sizeof kSilence);
+    setsockopt(connection.fd, IPPROTO_TCP, TCP_KEEPINTVL, &kBetween, sizeof kBetween);
+    setsockopt(connection.fd, IPPROTO_TCP, TCP_KEEPCNT, &kProbes, sizeof kProbes);
+    setsockopt(connection.fd, SOL_SOCKET, SO_KEEPALIVE, &kYes, sizeof kYes);
+}
+
 }  // namespace
 
 short SimServer::open(std::int32_t port) {
@@ -61,6 +74,7 @@ void SimServer::takeConsole() {
         return;
     }
     sendAtOnce(session->connection());
+    noticeVanished(session->connection());
     char peer[kPeerTextSize];
     PeerAddress(session->connection().fd, peer, sizeof peer);
     SimSession::start(session);
