@@ -92,6 +92,7 @@ void simKey(SimOrder& order) {
         --count;
         client_printf(order.client, "key %s\n", keyName(key).c_str());
     }
+    order.session.dropLineEnd();
 }
 
 void simNoKey(SimOrder& order) {

@@ -140,7 +140,9 @@ void simWatch(SimOrder& order) {
 
 void simFilter(SimOrder& order) {
     simSay(order, "zor_sim: type; Backspace or Return takes one off, on nothing it ends.\n");
+    order.session.setEditing(true);
     client_filter(&order.client, showMatches, 1, "lines");
+    order.session.setEditing(false);
 }
 
 void simAsk(SimOrder& order) {

@@ -47,7 +47,8 @@ SimSession::~SimSession() {
 
 void SimSession::start(const std::shared_ptr<SimSession>& session) {
     SimClients::instance().join(session);
-    const std::string name = simText("Console %d", session->id().minor);
+    const int number = session->id().minor;
+    const std::string name = (number < 1'000 ? "Console " : "Cons ") + std::to_string(number);
     const bool served = simStartThread(name, [session] { session->serve(); });
     const bool read = served && simStartThread("Reader", [session] { session->readFrames(); });
     if (read) return;
@@ -67,31 +68,30 @@ void SimSession::readFrames() {
     FrameReader reader(connection_);
     MsgHeader header;
     while (alive() && reader.readHeader(&header)) {
-        Message message(header.lg());
-        message.header = header;
-        if (!receiveBody(reader, message)) break;
-        dispatch(message);
+        std::string body;
+        if (!receiveBody(reader, header.lg(), body)) break;
+        dispatch(header, body);
     }
     alive_ = 0;
     post(SimMail::kEnd, "");
 }
 
-bool SimSession::receiveBody(FrameReader& reader, Message& message) {
-    for (std::int32_t done = 0; done < message.size;) {
-        const std::int32_t piece = std::min(message.size - done, kPieceSize);
+// No more is kept than a text may have, whatever length the header tells.
+bool SimSession::receiveBody(FrameReader& reader, std::int32_t length, std::string& body) {
+    while (length > 0) {
+        const std::int32_t piece = std::min(length, kPieceSize);
         const char* const bytes = reader.readBody(piece);
         if (!bytes) return false;
-        std::memcpy(message.body + done, bytes, static_cast<std::size_t>(piece));
-        done += piece;
+        body.append(bytes, std::min(static_cast<std::size_t>(piece), kMostTyped - body.size()));
+        length -= piece;
     }
     return true;
 }
 
-void SimSession::dispatch(const Message& message) {
-    const MsgHeader& header = message.header;
+void SimSession::dispatch(const MsgHeader& header, const std::string& body) {
     if (header.type() == kTypeClient && header.op() == kOpText) {
         ++texts_;
-        if (message.body) postText(message);
+        postText(header.kelId(), body.c_str());
     } else if (header.type() == kTypeClient && header.op() == kOpJoin) {
         postHeldBack(SimMail::kJoin, std::to_string(header.kelId()));
     } else if (header.type() == kTypeClient && header.op() == kOpLeave) {
@@ -104,10 +104,9 @@ void SimSession::dispatch(const Message& message) {
     }
 }
 
-void SimSession::postText(const Message& message) {
-    const std::size_t length = std::min(std::strlen(message.body), kMostTyped);
-    postHeldBack(SimMail::kTyped,
-                 simText("%d ", message.header.kelId()) + std::string(message.body, length));
+// A text ends with its terminator. One without a byte is an empty line: it gets an answer too.
+void SimSession::postText(std::int16_t kel_id, const char* text) {
+    postHeldBack(SimMail::kTyped, simText("%d %s", kel_id, *text ? text : "\n"));
 }
 
 // What a console makes the server keep is bounded: one that sends faster than its command thread
@@ -147,7 +146,7 @@ int SimSession::readInput(char* buffer, int length) {
     const std::size_t count = std::min(line_end + 1, static_cast<std::size_t>(length));
     input_.copy(buffer, count);
     input_.erase(0, count);
-    if (length == 1 && *buffer == kDelete) *buffer = kBackspace;
+    if (editing_ && *buffer == kDelete) *buffer = kBackspace;
     return static_cast<int>(count);
 }
 
@@ -172,12 +171,19 @@ void SimSession::acceptMail() {
     if (kind == SimMail::kLeave) acceptLeave(kel_id);
 }
 
+// What waits may be for the screen alone: it is shown, and only what was typed counts.
 bool SimSession::inputReady() {
     for (std::int32_t waited = 0; alive() && waited < kReadyWait; waited += kReadyLook) {
-        if (!input_.empty() || SimClients::instance().waiting(id_)) return true;
+        while (alive() && input_.empty() && SimClients::instance().waiting(id_))
+            acceptMail();
+        if (!input_.empty()) return true;
         threadSleep(kReadyLook);
     }
     return false;
+}
+
+void SimSession::dropLineEnd() {
+    if (input_.starts_with('\n')) input_.erase(0, 1);
 }
 
 void SimSession::acceptTyped(std::int16_t kel_id, const std::string& typed) {

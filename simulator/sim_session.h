@@ -16,7 +16,6 @@
 #include "norba/i_msg.h"
 #include "serv_cli/client_id.h"
 #include "util/i_cnxsock.h"
-#include "util/i_msg.h"
 
 class SimServer;
 enum class SimMail : char;
@@ -57,6 +56,10 @@ class SimSession {
     int readInput(char* buffer, int length);
     /// Whether readInput has something without a wait; it looks for up to 1,000 ms.
     bool inputReady();
+    /// Whether a Delete that is typed counts as the Backspace that the family's programs know.
+    void setEditing(bool on) { editing_ = on; }
+    /// Drops the line end that the operator's terminal has sent behind a key.
+    void dropLineEnd();
     /// Gives a line back, to be read again.
     void unread(const std::string& line) { input_ = line + input_; }
 
@@ -82,9 +85,9 @@ class SimSession {
     void readFrames();
     void serve();
     bool readLine(std::string& line);
-    bool receiveBody(FrameReader& reader, Message& message);
-    void dispatch(const Message& message);
-    void postText(const Message& message);
+    bool receiveBody(FrameReader& reader, std::int32_t length, std::string& body);
+    void dispatch(const MsgHeader& header, const std::string& body);
+    void postText(std::int16_t kel_id, const char* text);
     void postHeldBack(SimMail kind, const std::string& text);
     void post(SimMail kind, const std::string& text);
     bool waitForInput();
@@ -100,6 +103,7 @@ class SimSession {
     ExwConnection connection_;
     std::string input_;  // typed and not read yet
     std::int16_t text_kel_ = -1;
+    bool editing_ = false;
     sem_t* room_ = nullptr;  // counts the mails that the reader may still post
     std::atomic<short> alive_{1};
     std::atomic<bool> watching_{false};
