@@ -45,6 +45,7 @@ SimSession::~SimSession() {
     semDestroy(room_);
 }
 
+// The thread table keeps 11 bytes of a name: a number of four digits needs a shorter word.
 void SimSession::start(const std::shared_ptr<SimSession>& session) {
     SimClients::instance().join(session);
     const int number = session->id().minor;
@@ -62,7 +63,7 @@ void SimSession::start(const std::shared_ptr<SimSession>& session) {
 // ---- the reader ----
 
 // It gives its slot in the thread table back at once: the slots are for the command threads, whose
-// marks an operator looks at, so that fifty consoles fit in.
+// numbers an operator looks for, so that fifty consoles fit in.
 void SimSession::readFrames() {
     RemoveThreadFromTb();
     FrameReader reader(connection_);
