@@ -39,9 +39,9 @@ void listEntry(const char* directory, const char* entry, const char* prefix, l_u
     if (stat(path.c_str(), &status) != 0) {
         traceValues("get_list_files: error in stat", errno, entry, -1);
     } else if (S_ISREG(status.st_mode) && std::strncmp(entry, prefix, std::strlen(prefix)) == 0) {
-        auto file = std::make_unique<ElDescFile>(entry, status);
-        list.put_end(file.get());
-        if (file->nb_ref > 0) file.release();  // a list of another tag leaves it here
+        auto* const file = new ElDescFile(entry, status);
+        list.put_end(file);
+        if (file->nb_ref == 0) delete file;  // a list of another tag leaves it here
     }
 }
 

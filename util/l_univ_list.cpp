@@ -39,10 +39,9 @@ l_univ::l_univ(const char* name, short id) : elem_list(id), nom(name) {
 }
 
 l_univ::l_univ(const l_univ& l) : l_univ(l.nom, l.id_type) {
-    int taken = 0;
-    for (const Node* n = l.prem; n && taken < kCopyLimit; n = n->suiv, ++taken)
+    for (const Node* n = l.prem; n && nb_elem < kCopyLimit; n = n->suiv)
         link(n->val, dern, nullptr);
-    pos_curseur = taken;
+    pos_curseur = nb_elem;
 }
 
 l_univ::l_univ(l_univ& a, l_univ& b) : l_univ(static_cast<const l_univ&>(a)) {

