@@ -27,7 +27,7 @@ constexpr std::int16_t kOpHidden = 6;
 
 constexpr std::int32_t kPieceSize = 10'000;  // bytes of a body that are taken at once
 constexpr std::int32_t kBodyLine = 80;       // bytes of a line in a body of digits
-constexpr std::size_t kMostTyped = 4'095;    // bytes of a text; a console never sends more at once
+constexpr std::int32_t kMostTyped = 4'095;   // bytes of a text; a console never sends more at once
 constexpr unsigned kMostFromConsole = 64;    // mails of the console itself; then the reader waits
 constexpr int kMostToShow = 500;             // texts to show in the mailbox; more are lost
 constexpr std::int32_t kReadyWait = 1'000;   // ms, as long as the local console is looked at
@@ -69,30 +69,34 @@ void SimSession::readFrames() {
     FrameReader reader(connection_);
     MsgHeader header;
     while (alive() && reader.readHeader(&header)) {
-        std::string body;
-        if (!receiveBody(reader, header.lg(), body)) break;
-        dispatch(header, body);
+        Message message(std::min(header.lg(), kMostTyped));
+        message.header = header;
+        message.header.setLg(message.size);
+        if (!receiveBody(reader, header.lg(), message)) break;
+        dispatch(message);
     }
     alive_ = 0;
     post(SimMail::kEnd, "");
 }
 
 // No more is kept than a text may have, whatever length the header tells.
-bool SimSession::receiveBody(FrameReader& reader, std::int32_t length, std::string& body) {
-    while (length > 0) {
-        const std::int32_t piece = std::min(length, kPieceSize);
+bool SimSession::receiveBody(FrameReader& reader, std::int32_t length, Message& message) {
+    for (std::int32_t done = 0; done < length;) {
+        const std::int32_t piece = std::min(length - done, kPieceSize);
         const char* const bytes = reader.readBody(piece);
         if (!bytes) return false;
-        body.append(bytes, std::min(static_cast<std::size_t>(piece), kMostTyped - body.size()));
-        length -= piece;
+        const std::int32_t kept = std::clamp(message.size - done, 0, piece);
+        if (kept > 0) std::memcpy(message.body + done, bytes, static_cast<std::size_t>(kept));
+        done += piece;
     }
     return true;
 }
 
-void SimSession::dispatch(const MsgHeader& header, const std::string& body) {
+void SimSession::dispatch(const Message& message) {
+    const MsgHeader& header = message.header;
     if (header.type() == kTypeClient && header.op() == kOpText) {
         ++texts_;
-        postText(header.kelId(), body.c_str());
+        postText(header.kelId(), message.body ? message.body : "");
     } else if (header.type() == kTypeClient && header.op() == kOpJoin) {
         postHeldBack(SimMail::kJoin, std::to_string(header.kelId()));
     } else if (header.type() == kTypeClient && header.op() == kOpLeave) {

@@ -16,6 +16,7 @@
 #include "norba/i_msg.h"
 #include "serv_cli/client_id.h"
 #include "util/i_cnxsock.h"
+#include "util/i_msg.h"
 
 class SimServer;
 enum class SimMail : char;
@@ -85,8 +86,8 @@ class SimSession {
     void readFrames();
     void serve();
     bool readLine(std::string& line);
-    bool receiveBody(FrameReader& reader, std::int32_t length, std::string& body);
-    void dispatch(const MsgHeader& header, const std::string& body);
+    bool receiveBody(FrameReader& reader, std::int32_t length, Message& message);
+    void dispatch(const Message& message);
     void postText(std::int16_t kel_id, const char* text);
     void postHeldBack(SimMail kind, const std::string& text);
     void post(SimMail kind, const std::string& text);
