@@ -14,16 +14,8 @@ namespace {
 using Clock = std::chrono::steady_clock;
 using support::RawConsole;
 
-// A sanitizer or an emulator makes each step five to twenty times slower, and with it fewer of them
-// fit in the time of a test run; what they look for shows in fewer steps too.
-#if defined(__SANITIZE_THREAD__) || defined(__SANITIZE_ADDRESS__) || defined(__powerpc__)
-#define ZOR_SLOW_MACHINE 1
-#elif defined(__has_feature)
-#if __has_feature(address_sanitizer) || __has_feature(thread_sanitizer)
-#define ZOR_SLOW_MACHINE 1
-#endif
-#endif
-#ifdef ZOR_SLOW_MACHINE
+// An emulator makes each step five to twenty times slower: fewer of them fit in a test run.
+#ifdef __powerpc__
 constexpr int kConsoles = 20;
 constexpr std::chrono::seconds kDuration{10};
 #else
