@@ -6,7 +6,9 @@
 #include <array>
 #include <cstdio>
 #include <cstring>
+#include <functional>
 #include <memory>
+#include <string_view>
 #include <type_traits>
 
 #include "util/i_assert.h"
@@ -41,10 +43,10 @@ constexpr auto kDigitPairs = [] {
     return pairs;
 }();
 
-/// Written from the last digit on, so that nobody has to count the digits first.
+/// The digits of `value`, in `digits`. Written from the last one on, so that nobody has to count
+/// them first.
 template <typename Number>
-void appendDecimal(std::string& text, Number value) {
-    char digits[kNumberRoom];
+std::string_view decimal(Number value, char (&digits)[kNumberRoom]) {
     char* const end = digits + sizeof digits;
     char* first = end;
     auto rest = static_cast<std::make_unsigned_t<Number>>(value);
@@ -53,7 +55,7 @@ void appendDecimal(std::string& text, Number value) {
         std::memcpy(first -= 2, &kDigitPairs[rest % 100 * 2], 2);
     if (rest > 0 || first == end) *--first = static_cast<char>('0' + rest);
     if (value < 0) *--first = '-';
-    text.append(first, static_cast<std::size_t>(end - first));
+    return {first, static_cast<std::size_t>(end - first)};
 }
 
 std::size_t fromStart(int from) {
@@ -113,14 +115,26 @@ void CharString::operator+=(const char* s) {
     *this << notNull(s);
 }
 
+/// A text that leaves the standard string's own few bytes is mostly a line to be: it gets room for
+/// one, so that it moves once and not at 30 bytes and at 60 again. Bytes of this very text must not
+/// move before they are read; the standard string takes care of that.
+void CharString::makeLineRoom(const char* s) {
+    constexpr std::size_t kLineRoom = 120;
+    const std::less<> before;
+    const bool own = !before(s, text.data()) && !before(text.data() + text.size(), s);
+    if (!own && text.capacity() < kLineRoom) text.reserve(kLineRoom);
+}
+
 CharString& CharString::appendInt(int value) {
-    appendDecimal(text, value);
-    return refreshed();
+    char digits[kNumberRoom];
+    const std::string_view number = decimal(value, digits);
+    return append(number.data(), number.size());
 }
 
 CharString& CharString::appendLong(long value) {
-    appendDecimal(text, value);
-    return refreshed();
+    char digits[kNumberRoom];
+    const std::string_view number = decimal(value, digits);
+    return append(number.data(), number.size());
 }
 
 CharString& CharString::operator<<(float value) {

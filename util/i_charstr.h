@@ -27,6 +27,7 @@
 #include <concepts>
 #include <cstddef>
 #include <cstdint>
+#include <cstring>
 #include <string>
 
 /// The head of an XML document. The XML writers leave it to their caller.
@@ -49,8 +50,9 @@ class CharString {
     /// The empty text.
     CharString() = default;
 
-    /// The empty text. The numbers are the caller's guess of what it will write, in bytes; growth
-    /// is left to the standard string, so they change nothing.
+    /// The empty text. The numbers are the caller's guess of what it will write, in bytes; every
+    /// text gets the room of a line when it outgrows the standard string's own, so they change
+    /// nothing.
     CharString([[maybe_unused]] int size, [[maybe_unused]] int grow) {}
 
     /// A copy of `s` up to its NUL.
@@ -87,14 +89,10 @@ class CharString {
 
     /// Appends the other's text, with its NULs.
     CharString& operator<<(const CharString& other) {
-        text += other.text;
-        return refreshed();
+        return append(other.text.data(), other.text.size());
     }
     /// A null `s` appends nothing: lists without a name rely on it.
-    CharString& operator<<(const char* s) {
-        if (s) text += s;
-        return refreshed();
-    }
+    CharString& operator<<(const char* s) { return s ? append(s, std::strlen(s)) : *this; }
     /// Appends one byte, also NUL.
     CharString& operator<<(char c) {
         text += c;
@@ -314,6 +312,14 @@ class CharString {
     std::string text;
 
   private:
+    // The bytes at `s` may be of this very text.
+    CharString& append(const char* s, std::size_t n) {
+        if (text.size() + n > text.capacity()) [[unlikely]]
+            makeLineRoom(s);
+        text.append(s, n);
+        return refreshed();
+    }
+    void makeLineRoom(const char* s);
     bool readFile(const char* path, const char* mode);
     int compare(const char* s) const;
     CharString slice(std::size_t pos, std::size_t n) const;

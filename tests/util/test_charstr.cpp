@@ -136,6 +136,7 @@ struct Walk {
 constexpr void (*kSteps[])(Walk&) = {
     [](Walk& w) { w.s << w.word.c_str() << w.c, w.text += w.word.c_str(), w.text += w.c; },
     [](Walk& w) { w.s += w.s, w.text += w.text; },
+    [](Walk& w) { w.s << w.s.c_str(), w.text += std::string(w.text.c_str()); },
     [](Walk& w) { w.append<unsigned char>("%d"), w.append<short>("%d"), w.append<float>("%f"); },
     [](Walk& w) { w.append<unsigned short>("%d"), w.append<int>("%d"), w.append<unsigned>("%d"); },
     [](Walk& w) { w.append<long>("%ld"), w.append<unsigned long>("%ld"); },
