@@ -28,7 +28,7 @@ int sendFrame(MsgToSend& frame) {
 
 void set_client(short op, short id) {
     MsgToSend frame(kFrameCapacity, nullptr);
-    frame.setType(kTypeText);
+    frame.setType(MsgType::kText);
     frame.setOp(op);
     frame.setKelId(id);
     std::printf("write set_client: nbe= %d\n", sendFrame(frame));

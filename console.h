@@ -21,13 +21,6 @@
 #include "util/i_charstr.h"
 #include "util/i_cnxsock.h"
 
-/// The numbers that the console puts into the `type` and `op` of its frames.
-constexpr std::int16_t kTypeKeepAlive = 8;
-constexpr std::int16_t kTypeText = 10;
-constexpr std::int16_t kOpText = 5;
-constexpr std::int16_t kOpJoin = 6;   ///< the console joins the target in `kel_id`
-constexpr std::int16_t kOpLeave = 7;  ///< the console leaves it
-
 /// The target that stands for the server instance that connected first.
 constexpr std::int16_t kFirstConnected = -1;
 

@@ -68,10 +68,10 @@ const char* findCommand(const char* text, const char* word) {
 }
 
 void changeTarget(const char* number) {
-    set_client(kOpLeave, kel_id);
+    set_client(MsgOp::kLeave, kel_id);
     kel_id = static_cast<std::int16_t>(leadingNumber(number));  // the low 16 bits of any number
     std::printf("\nkel_id = %d\n", kel_id);
-    set_client(kOpJoin, kel_id);
+    set_client(MsgOp::kJoin, kel_id);
 }
 
 // `command` begins with ">>", which is the first word and stays the name if no other follows: so
@@ -102,8 +102,8 @@ bool localCommand(const char* text) {
 void sendText(MsgToSend& frame, const char* text) {
     frame.setKelId(kel_id);
     frame.setLg(static_cast<std::int32_t>(std::strlen(text)) + 1);
-    frame.setType(kTypeText);
-    frame.setOp(kOpText);
+    frame.setType(MsgType::kText);
+    frame.setOp(MsgOp::kText);
     sendFrame(frame);  // a loss is the "Receiver"'s to see
 }
 
@@ -124,7 +124,7 @@ void inputPass(bool first_pass) {
 }  // namespace
 
 void inputLoop() {
-    set_client(kOpJoin, kFirstConnected);  // whatever target the operator has chosen before
+    set_client(MsgOp::kJoin, kFirstConnected);  // whatever target the operator has chosen before
     std::printf("\nPress return");
     for (bool first_pass = true; cnx_ok != 0; first_pass = false)
         inputPass(first_pass);

@@ -6,8 +6,8 @@ namespace {
 
 void sendKeepAlive() {
     MsgToSend frame(kFrameCapacity, nullptr);
-    frame.setType(kTypeKeepAlive);
-    frame.setOp(kOpText);
+    frame.setType(MsgType::kKeepAlive);
+    frame.setOp(MsgOp::kText);
     sendFrame(frame);  // a loss is the "Receiver"'s to see
 }
 

@@ -7,8 +7,7 @@
 
 namespace {
 
-constexpr std::int32_t kChunkSize = 10'000;   // most bytes of a body handled at a time
-constexpr std::int16_t kOpNotForDisplay = 6;  // of a received frame: its body is not text
+constexpr std::int32_t kChunkSize = 10'000;  // most bytes of a body handled at a time
 constexpr std::string_view kClearSequence = "\033[1;1f\033[2J\n";
 
 }  // namespace
@@ -17,7 +16,8 @@ Receiver::Receiver(Connection& connection, Recorder& recorder, std::atomic<short
                    std::atomic<short>& canonique)
     : recorder_(recorder),
       canonique_(canonique),
-      reader_(connection, &cnx_ok, [this] { settle(); }) {}
+      reader_(connection, &cnx_ok,
+              {[this] { settle(); }, [this](const std::string& text) { say(text); }}) {}
 
 void Receiver::run() {
     MsgHeader header;
@@ -33,7 +33,7 @@ bool Receiver::receiveBody(const MsgHeader& header) {
         const char* chunk = reader_.readBody(length);
         if (!chunk) return false;
         left -= length;
-        if (header.op() != kOpNotForDisplay)
+        if (header.op() != MsgOp::kHidden)
             handleChunk({chunk, ::strnlen(chunk, static_cast<std::size_t>(length))});
     }
     return true;
@@ -58,6 +58,11 @@ bool Receiver::obeyControl(std::string_view text) {
         return false;
     }
     return true;
+}
+
+void Receiver::say(const std::string& text) {
+    settle();
+    std::fputs(text.c_str(), stdout);
 }
 
 // The recording first: a terminal that its operator has stopped holds back the screen alone.

@@ -4,6 +4,7 @@
 
 #include <atomic>
 #include <cstdint>
+#include <string>
 #include <string_view>
 
 #include "console_recorder.h"
@@ -39,6 +40,7 @@ class Receiver {
     void handleChunk(std::string_view text);
     bool obeyControl(std::string_view text);
     void settle();
+    void say(const std::string& text);
 
     Recorder& recorder_;
     std::atomic<short>& canonique_;

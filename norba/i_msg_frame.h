@@ -29,6 +29,20 @@
 inline constexpr std::int16_t NUM_OP_MIN = 1;
 inline constexpr std::int16_t NUM_OP_MAX = 32766;  // one below the type's own highest value
 
+/// What `type` tells of a frame.
+struct MsgType {
+    static constexpr std::int16_t kKeepAlive = 8;  ///< from a console: it is still there
+    static constexpr std::int16_t kText = 10;      ///< text of an operator or for one; join, leave
+};
+
+/// What `op` tells of a frame.
+struct MsgOp {
+    static constexpr std::int16_t kText = 5;    ///< the body is text; also a keep-alive's
+    static constexpr std::int16_t kJoin = 6;    ///< from a console: it joins the target in `kel_id`
+    static constexpr std::int16_t kLeave = 7;   ///< from a console: it leaves that target
+    static constexpr std::int16_t kHidden = 6;  ///< from a server: the body isn't for display
+};
+
 /// Two values that travel in each header; their meaning lies with the server.
 class MsgPair {
   public:
@@ -68,6 +82,9 @@ class MsgHeader {
     std::int16_t version() const { return version_; }
     const MsgPair& pair() const { return pair_; }
     const char* text() const { return text_; }
+    /// Bytes that a received header takes on the wire: 48 up to version 27, else 132. A frame that
+    /// is sent always has 132.
+    std::int32_t wireSize() const { return version_ > kShortVersion ? kSize : kShortSize; }
 
     void setType(std::int16_t value) { type_ = value; }
     /// Fatal assertion: "op >= NUM_OP_MIN && op <= NUM_OP_MAX".
@@ -117,7 +134,9 @@ static_assert(sizeof(MsgHeader) == MsgHeader::kSize);
 
 /// A frame to send, built in place: header and body share one buffer and go out in one write.
 /// Construct it with the capacity that the body needs, write the body at `body`, set the fields and
-/// with `setLg` the bytes used, `Serialise`, write `frameLength` bytes from `buffer`.
+/// with `setLg` the bytes used, `Serialise`, write `frameLength` bytes from `buffer`: one frame,
+/// one write. A header and a body in two writes may cost a wait of tens of milliseconds each time,
+/// and two threads that write to one connection would mix theirs.
 class MsgToSend : public elem_list {
   public:
     /// `capacity` is the most body bytes. A null `buffer` is allocated, one handed in must have

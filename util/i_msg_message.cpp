@@ -2,14 +2,26 @@
 
 #include <algorithm>
 #include <cstring>
+#include <new>
+
+#include "util/i_assert.h"
+
+namespace {
+
+constexpr char SOURCE_MODULE[] = "util/i_msg";
+
+char* allocateBody(std::int32_t size) {
+    return size > 0 ? new (std::nothrow) char[static_cast<std::size_t>(size) + 1]() : nullptr;
+}
+
+}  // namespace
 
 std::atomic<std::int32_t> message_alive{0};
 
-Message::Message(std::int32_t asked)
-    : elem_list(t_message),
-      body(asked > 0 ? new char[static_cast<std::size_t>(asked) + 1]() : nullptr),
-      size(asked) {
+Message::Message(std::int32_t asked, char* own_body)
+    : elem_list(t_message), body(own_body ? own_body : allocateBody(asked)), size(asked) {
     msgCountAdd(message_alive, 1);
+    ZOR_ASSERT(body != nullptr || size <= 0, "body != NULL");
 }
 
 Message::~Message() {

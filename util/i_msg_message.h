@@ -15,8 +15,10 @@
 class Message : public elem_list {
   public:
     /// A default header and, if `size` is above 0, a body of size + 1 zero bytes: a text that fills
-    /// the body still has a zero behind it. Otherwise there is no body.
-    explicit Message(std::int32_t size);
+    /// the body still has a zero behind it. Otherwise there is no body. A `body` that is handed in
+    /// has size + 1 bytes from the array form of new and is owned from here on. Fatal assertion:
+    /// "body != NULL", if there is no such memory.
+    explicit Message(std::int32_t size, char* body = nullptr);
     ~Message() override;
 
     /// The header's `lg`.

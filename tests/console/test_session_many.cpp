@@ -1,9 +1,9 @@
 #include <filesystem>
-#include <fstream>
 #include <thread>
 
 #include "console.h"
 #include "console_session.h"
+#include "support/own_memory.h"
 #include "support/scripted_peer.h"
 
 using namespace support;
@@ -11,25 +11,6 @@ using namespace support;
 long entries(const char* folder) {
     return std::distance(std::filesystem::directory_iterator(folder), {});
 }
-
-long residentKilobytes() {
-    std::ifstream status("/proc/self/status");
-    for (std::string word; status >> word;) {
-        if (word == "VmRSS:") return status >> word, std::stol(word);
-    }
-    return 0;
-}
-
-// A sanitizer keeps freed memory for its reports, and an emulator's memory is its own.
-#ifndef __has_feature
-#define __has_feature(name) 0  // only clang has the question
-#endif
-#if defined(__SANITIZE_ADDRESS__) || defined(__SANITIZE_THREAD__) || \
-    __has_feature(address_sanitizer)
-constexpr bool kOwnMemory = false;
-#else
-constexpr bool kOwnMemory = ZOR_EMULATOR[0] == '\0';
-#endif
 
 // In this process and with short pauses, which only the constants of the console set. Keep-alives
 // are so frequent that they run into the ends of their sessions.

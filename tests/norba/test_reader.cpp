@@ -1,64 +1,269 @@
 #include <gtest/gtest.h>
 
+#include <cstdlib>
+#include <fstream>
+#include <new>
+
 #include "norba/i_msg.h"
 #include "support/feed.h"
+#include "support/own_memory.h"
+#include "util/i_msg.h"
 
-/// Reads up to the loss: each frame's lg and first byte of each block, then what was said.
-static std::string readAll(const std::vector<std::string>& pieces) {
+namespace {
+std::size_t most_memory = SIZE_MAX;  // what one allocation that may fail gets at most
+}
+
+void* operator new[](std::size_t size, const std::nothrow_t&) noexcept {
+    return size > most_memory ? nullptr : ::operator new[](size);
+}
+
+namespace {
+
+const std::string kLost = "cnx not ok!\n";
+const std::string kFirstBadWord = "\n@@@@@@@@@ incorrect begin_head , nb= 0 @@@@@@@@@\n";
+
+std::string badWords(int count) {
+    return "\n@@@@@@@@@ incorrect begin_head , nb= " + std::to_string(count) + " @@@@@@@@@\n";
+}
+
+std::string endOfBadWords(int count) {
+    return "\n@@@@@@@@@ end of incorrect begin_head, nb= " + std::to_string(count) + " @@@@@@@@@\n";
+}
+
+/// A body in which every byte tells its place.
+std::string longBody(std::size_t size) {
+    std::string body(size, '\0');
+    for (std::size_t i = 0; i < size; ++i) body[i] = static_cast<char>(i * 31 + i / 256);
+    return body;
+}
+
+/// The ways in which a program can take a body.
+enum class Taking { kWhole, kPieces, kIntoOwnMemory, kMessage };
+
+bool readFrame(FrameReader& reader, Taking taking, MsgHeader& header, std::string& body) {
+    if (taking == Taking::kMessage) {
+        const std::unique_ptr<Message> message(reader.readMessage());
+        if (!message) return false;
+        header = message->header;
+        EXPECT_EQ(message->size, header.lg());
+        body.clear();
+        if (message->size == 0) return true;
+        body.assign(message->body, static_cast<std::size_t>(message->size));
+        EXPECT_EQ(message->body[message->size], '\0');
+        return true;
+    }
+    if (!reader.readHeader(&header)) return false;
+    body.assign(static_cast<std::size_t>(header.lg()), '\0');
+    if (taking == Taking::kIntoOwnMemory) return reader.readBody(body.data(), header.lg()) == 1;
+    const std::int32_t most = taking == Taking::kWhole ? header.lg() : 7'000;
+    for (std::int32_t done = 0; done < header.lg();) {
+        const std::int32_t piece = std::min(most, header.lg() - done);
+        const char* const bytes = reader.readBody(piece);
+        if (!bytes) return false;
+        body.replace(static_cast<std::size_t>(done), static_cast<std::size_t>(piece), bytes,
+                     static_cast<std::size_t>(piece));
+        done += piece;
+    }
+    return true;
+}
+
+struct Reading {
+    std::vector<std::string> bodies;
+    std::string said;
+};
+
+/// Reads all that is fed, up to the loss of the connection.
+Reading readAll(const std::vector<std::string>& pieces, Taking taking = Taking::kWhole) {
     FedLine line;
     std::atomic<short> cnx_ok{7};
     std::thread feeder([&] {
         EXPECT_TRUE(line.feed(pieces));
         line.hangUp();
     });
-    std::string found;
     testing::internal::CaptureStdout();
+    Reading reading;
     FrameReader reader(line.near, &cnx_ok);
-    for (MsgHeader header; reader.readHeader(&header);) {
+    MsgHeader header;
+    std::string body;
+    while (readFrame(reader, taking, header, body)) {
         EXPECT_EQ(cnx_ok, 1);
-        found += "<" + std::to_string(header.lg()) + ">";
-        for (std::int32_t left = header.lg(); left > 0; left -= BlockReader::kCapacity)
-            if (const char* body = reader.readBody(std::min(left, BlockReader::kCapacity)))
-                found += body[0];
+        reading.bodies.push_back(body);
     }
-    feeder.join();
     EXPECT_EQ(cnx_ok, 0);
-    return found + "|" + testing::internal::GetCapturedStdout();
+    reading.said = testing::internal::GetCapturedStdout();
+    feeder.join();
+    return reading;
 }
 
-static std::string bad(const char* what, int count) {
-    return std::string("\n@@@@@@@@@ ") + what + std::to_string(count) + " @@@@@@@@@\n";
-}
-
-TEST(ReaderTest, KeepsInStepAndFindsBackIntoIt) {
-    const std::string frame = packFrame("hello"), found = "<5>h|";
-    const std::string lost = "cnx not ok!\n", first = bad("incorrect begin_head , nb= ", 0);
-    constexpr char kEnd[] = "end of incorrect begin_head, nb= ";
-    const std::vector<std::vector<std::string>> cases = {
-        {"", "|" + lost},
-        {packFrame("") + frame, "<0>" + found + lost},
-        {packFrame("old", 5, 27) + packFrame("neg", 5, -1) + packFrame("new", 5, 28),
-         "<3>o<3>n<3>n|" + lost},
-        {"8 bytes!" + frame, found + first + bad(kEnd, 2) + lost},
-        {std::string(404, 'j') + frame,
-         found + first + bad("incorrect begin_head , nb= ", 100) + bad(kEnd, 101) + lost},
-        // Off the step: the first marker lies between two words, the second frame is found.
-        {"3b!" + packFrame("12345") + frame, found + first + bad(kEnd, 35) + lost},
-        {packFrame("four", 5, 29, -3) + frame,
-         found + "incorrect lg: -3\n" + first + bad(kEnd, 1) + lost},
-        {packFrame("", 5, 29, 1'000'001) + frame, found + "incorrect lg: 1000001\n" + lost},
-        {packFrame(std::string(1'000'000, 'b')), "<1000000>" + std::string(4, 'b') + "|" + lost},
-        {frame + frame.substr(0, 3), found + lost},
-        {frame + frame.substr(0, 47), found},
-        {frame + frame.substr(0, 131), found},
+TEST(Reader, KeepsInStepAndFindsBackIntoIt) {
+    const std::string frame = packFrame("hello");
+    const struct {
+        const char* what;
+        std::string stream;
+        std::vector<std::string> bodies;
+        std::string said;
+    } rows[] = {
+        {"nothing", "", {}, kLost},
+        {"no body", packFrame("") + frame, {"", "hello"}, kLost},
+        {"versions",
+         packFrame("old", 5, 27) + packFrame("neg", 5, -1) + packFrame("new", 5, 28),
+         {"old", "neg", "new"},
+         kLost},
+        {"two words of junk",
+         "8 bytes!" + frame,
+         {"hello"},
+         kFirstBadWord + endOfBadWords(2) + kLost},
+        {"a report each hundred words",
+         std::string(804, 'j') + frame,
+         {"hello"},
+         kFirstBadWord + badWords(100) + badWords(200) + endOfBadWords(201) + kLost},
+        // The first marker lies between two words: the second frame is found.
+        {"junk off the step",
+         "3b!" + packFrame("12345") + frame,
+         {"hello"},
+         kFirstBadWord + endOfBadWords(35) + kLost},
+        {"negative length",
+         packFrame("four", 5, 29, -3) + frame,
+         {"hello"},
+         "incorrect lg: -3\n" + kFirstBadWord + endOfBadWords(1) + kLost},
+        {"length above the limit",
+         packFrame("", 5, 29, 1'000'001) + frame,
+         {"hello"},
+         "incorrect lg: 1000001\n" + kLost},
+        {"lost in the marker", frame + frame.substr(0, 3), {"hello"}, kLost},
+        {"lost in the short header", frame + frame.substr(0, 47), {"hello"}, ""},
+        {"lost in the long header", frame + frame.substr(0, 131), {"hello"}, ""},
+        {"lost in the body", frame + frame.substr(0, 136), {"hello"}, ""},
     };
-    for (const auto& test : cases) EXPECT_EQ(readAll({test[0]}), test[1]);
+    for (const auto& row : rows) {
+        const Reading reading = readAll({row.stream});
+        EXPECT_EQ(reading.bodies, row.bodies) << row.what;
+        EXPECT_EQ(reading.said, row.said) << row.what;
+    }
 }
 
-TEST(ReaderTest, GivesTheSameForDeliveriesSplitAtEveryByte) {
+TEST(Reader, GivesTheSameForDeliveriesSplitAtEveryByte) {
     const std::string stream = "junk" + packFrame("one") + packFrame("two", 5, 27) + packFrame("3");
-    const std::string whole = readAll({stream});
-    EXPECT_EQ(whole.substr(0, 13), "<3>o<3>t<1>3|");
-    for (std::size_t at = 1; at < stream.size(); ++at)
-        ASSERT_EQ(readAll({stream.substr(0, at), stream.substr(at)}), whole) << "split at " << at;
+    for (std::size_t at = 1; at < stream.size(); ++at) {
+        const Reading reading = readAll({stream.substr(0, at), stream.substr(at)});
+        ASSERT_EQ(reading.bodies, (std::vector<std::string>{"one", "two", "3"})) << "at " << at;
+        ASSERT_EQ(reading.said, kFirstBadWord + endOfBadWords(1) + kLost) << "at " << at;
+    }
 }
+
+TEST(Reader, GivesBodiesOfAnyLegalLengthInEachWay) {
+    std::vector<std::string> bodies;
+    std::string stream;
+    for (const std::size_t size : {1, 0, 4'095, 262'143, 262'145, 1'000'000, 5, 20'000}) {
+        bodies.push_back(longBody(size));
+        stream += packFrame(bodies.back());
+    }
+    for (const Taking taking :
+         {Taking::kWhole, Taking::kPieces, Taking::kIntoOwnMemory, Taking::kMessage})
+        EXPECT_EQ(readAll({stream}, taking).bodies, bodies) << static_cast<int>(taking);
+}
+
+TEST(Reader, PassesOverWhatIsUnreadOfABody) {
+    FedLine line;
+    ASSERT_TRUE(line.feed({packFrame(std::string(25'000, 'u')) + packFrame("next")}));
+    FrameReader reader(line.near);
+    MsgHeader header;
+    ASSERT_EQ(reader.readHeader(&header), 1);
+    EXPECT_EQ(std::string(reader.readBody(3), 3), "uuu");
+    ASSERT_EQ(reader.readHeader(&header), 1);
+    EXPECT_EQ(header.lg(), 4);
+    char word[4];
+    EXPECT_EQ(reader.readBody(5), nullptr) << "more than the body has";
+    EXPECT_EQ(reader.readBody(word, 5), 0);
+    EXPECT_EQ(reader.readBody(-1), nullptr);
+    EXPECT_EQ(reader.readBody(word, -1), 0);
+    EXPECT_EQ(reader.readBody(word, 4), 1);
+    EXPECT_EQ(std::string(word, 4), "next");
+    EXPECT_NE(reader.readBody(0), nullptr);
+}
+
+// A short header leaves the rest of its fields at their defaults, whatever the one before had.
+TEST(Reader, SetsAHeaderThatServesAgainAsANewOne) {
+    std::string with_text = packFrame("a");
+    with_text.replace(28, 60, std::string(60, 't'));
+    FedLine line;
+    ASSERT_TRUE(line.feed({with_text + packFrame("b", 5, 27)}));
+    FrameReader reader(line.near);
+    MsgHeader header;
+    ASSERT_EQ(reader.readHeader(&header), 1);
+    EXPECT_EQ(header.text(), std::string(60, 't'));
+    EXPECT_EQ(header.wireSize(), 132);
+    ASSERT_EQ(reader.readHeader(&header), 1);
+    EXPECT_STREQ(header.text(), "");
+    EXPECT_EQ(std::string(header.wire() + 48, 84), std::string(84, '\0'));
+    EXPECT_EQ(header.wireSize(), 48);
+}
+
+TEST(Reader, TellsWithoutAWaitWhetherSomethingIsHere) {
+    FedLine line;
+    FrameReader reader(line.near);
+    EXPECT_EQ(reader.ready(), 0);
+    ASSERT_TRUE(line.feed({packFrame("two") + packFrame("")}));
+    EXPECT_EQ(reader.ready(), 1) << "on the socket";
+    MsgHeader header;
+    reader.readHeader(&header);
+    EXPECT_EQ(line.near.WaitReadable(0), 0);
+    EXPECT_EQ(reader.ready(), 1) << "in the reader's memory";
+    reader.readHeader(&header);
+    EXPECT_EQ(reader.ready(), 0);
+    line.hangUp();
+    EXPECT_EQ(reader.ready(), 1) << "the loss";
+    line.near.Close();
+    EXPECT_EQ(reader.ready(), 1);
+}
+
+TEST(Reader, RunsItsHooksInsteadOfWaitingOrSpeakingUnheard) {
+    FedLine line;
+    ASSERT_TRUE(line.feed({"junk" + packFrame("a") + packFrame("b")}));
+    line.hangUp();
+    int reads = 0;
+    std::string said;
+    FrameReader reader(line.near, nullptr,
+                       {[&] { ++reads; }, [&](const std::string& text) { said += text; }});
+    testing::internal::CaptureStdout();
+    for (MsgHeader header; reader.readHeader(&header);) {
+        EXPECT_EQ(reads, 1) << "everything came at once";
+    }
+    EXPECT_EQ(testing::internal::GetCapturedStdout(), "");
+    EXPECT_EQ(said, kFirstBadWord + endOfBadWords(1) + kLost);
+    EXPECT_EQ(reads, 2);
+}
+
+TEST(Reader, FailsWhereThereIsNoMemoryForThePeersLength) {
+    for (const Taking taking : {Taking::kWhole, Taking::kMessage}) {
+        FedLine line;
+        ASSERT_TRUE(line.feed({packFrame("small") + packFrame(std::string(100'000, 'l'))}));
+        FrameReader reader(line.near);
+        MsgHeader header;
+        std::string body;
+        most_memory = 50'000;
+        EXPECT_TRUE(readFrame(reader, taking, header, body));
+        EXPECT_FALSE(readFrame(reader, taking, header, body));
+        most_memory = SIZE_MAX;
+    }
+}
+
+TEST(Reader, AtRestTakesLessThanTwoPages) {
+    if (!kOwnMemory) GTEST_SKIP() << "its memory isn't the program's own here";
+    constexpr int kReaders = 200;
+    std::vector<FedLine> lines(kReaders);
+    std::vector<std::unique_ptr<FrameReader>> readers;
+    const long before = residentKilobytes();
+    MsgHeader header;
+    for (FedLine& line : lines) {
+        readers.push_back(std::make_unique<FrameReader>(line.near));
+        for (int i = 0; i < 100; ++i) {
+            ASSERT_TRUE(line.feed({packFrame("a line of an operator\n")}));
+            ASSERT_EQ(readers.back()->readHeader(&header), 1);
+            ASSERT_NE(readers.back()->readBody(header.lg()), nullptr);
+        }
+    }
+    EXPECT_LT((residentKilobytes() - before) / kReaders, 8);
+}
+
+}  // namespace
