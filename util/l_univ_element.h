@@ -12,7 +12,9 @@
 
 #include "util/i_charstr.h"
 
-// The type tags. A tag tells a reader which class stands behind an `elem_list` pointer.
+// The type tags. A tag tells a reader which class stands behind an `elem_list` pointer. Negative
+// tags belong to the family, also those without a name here. A program gives its own classes, and
+// what it puts into an `el_pointer`, positive tags: the library uses none.
 inline constexpr short t_neutre = 0;  ///< no type test for a reader; also a tag of its own
 inline constexpr short t_bool = -1;
 inline constexpr short t_char = -2;
@@ -27,6 +29,10 @@ inline constexpr short t_desc_file = -18;
 
 /// Base class of everything that a list can hold. The order of the virtual operations is fixed: the
 /// family's programs are built against it.
+///
+/// A derived class with an order overrides `less` and `equal` together. A list asks `equal` first,
+/// and the base says 1, so with a `less` alone all elements count as equal: each new one goes
+/// first, and a search stops at the first of the tag.
 class elem_list {
   public:
     explicit elem_list(short id) : id_type(id) {}

@@ -1,5 +1,6 @@
 #include "util/l_univ_list.h"
 
+#include <algorithm>
 #include <cstdio>
 
 #include "util/i_assert.h"
@@ -173,13 +174,18 @@ void l_univ::reportPutRightDenied(const elem_list* v) {
            id_type, ", v->id_type ", v->id_type, '\n');
 }
 
-void l_univ::put_right(elem_list* v) {
-    ZOR_ASSERT_NAMED(v != nullptr, "v != NULL", nom);
-    if (!accepts(v) || pos_curseur > nb_elem) return reportPutRightDenied(v);
+// What is appended goes behind an element, or into a list that has none.
+inline void l_univ::assertPlace(const Node* before) const {
     if (empty())
         ZOR_ASSERT_NAMED(prem == nullptr, "prem==NULL", nom);
     else
-        ZOR_ASSERT_NAMED(cour != nullptr, "cour != NULL", nom);
+        ZOR_ASSERT_NAMED(before != nullptr, "cour != NULL", nom);
+}
+
+void l_univ::put_right(elem_list* v) {
+    ZOR_ASSERT_NAMED(v != nullptr, "v != NULL", nom);
+    if (!accepts(v) || pos_curseur > nb_elem) return reportPutRightDenied(v);
+    assertPlace(cour);
     link(v, cour, cour ? cour->suiv : nullptr);
     ++pos_curseur;
     ZOR_ASSERT_NAMED(item(t_neutre) == v, "item(t_neutre) == v", nom);
@@ -200,6 +206,7 @@ void l_univ::put_end(elem_list* v) {
         finish();
         return reportPutRightDenied(v);
     }
+    assertPlace(dern);
     link(v, dern, nullptr);
     pos_curseur = nb_elem;
 }
@@ -281,8 +288,7 @@ void l_univ::append_from(l_univ& l, int pos, int nb) {
     id_type = l.id_type;
     nom = l.nom;
     if (l.empty()) return;
-    ZOR_ASSERT_NAMED(pos <= l.nb_elem && nb > 0, "(pos <= l.nb_elem) && (nb>0)", nom);
-    if (&l == this) return appendOwn(pos, nb);
+    assertRange(l, pos, nb);
     const std::int32_t noted = l.pos_curseur;
     l.go(pos);
     for (int taken = 0; !l.off() && taken < nb; ++taken) {
@@ -292,24 +298,32 @@ void l_univ::append_from(l_univ& l, int pos, int nb) {
     if (noted >= 1 && noted <= l.nb_elem) l.go(noted);
 }
 
-// The walk must not meet what it inserts, and the one cursor belongs to the insertion: so it reads
-// a copy taken before.
-void l_univ::appendOwn(int pos, int nb) {
-    Node* const node_before = cour;
-    const std::int32_t position_before = pos_curseur;
-    l_univ range;
-    range.append_from(*this, pos, nb);
-    cour = node_before;
-    pos_curseur = position_before;
-    append_from(range, 1, nb);
+void l_univ::assertRange(const l_univ& l, int pos, int nb) const {
+    ZOR_ASSERT_NAMED(pos <= l.nb_elem && nb > 0, "(pos <= l.nb_elem) && (nb>0)", nom);
 }
 
-// The range is taken before the old elements go: `l` may be this list, or live by it alone.
 void l_univ::assign_from(l_univ& l, int pos, int nb) {
-    l_univ range;
-    range.append_from(l, pos, nb);
+    if (&l == this) return keepRange(pos, nb);
+    // The wipe may let go of the last list that holds `l`. A source that no list holds stays its
+    // creator's.
+    const bool held = l.nb_ref != 0;
+    if (held) ++l.nb_ref;
     wipe_out();
-    append_from(range, 1, nb);
+    append_from(l, pos, nb);
+    if (held) letGo(&l);
+}
+
+// The assignment of a list to itself: what a wipe would drop and the copying bring back stays.
+void l_univ::keepRange(int pos, int nb) {
+    if (empty()) return;
+    assertRange(*this, pos, nb);
+    go(pos);
+    const std::int32_t kept = std::min(nb, nb_elem - pos + 1);
+    for (finish(); nb_elem >= pos + kept; finish())
+        remove();
+    for (start(); nb_elem > kept;)
+        remove();
+    finish();
 }
 
 void l_univ::append_all(l_univ& l) {

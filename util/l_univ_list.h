@@ -19,8 +19,10 @@
 // off moves it to the last element). Anything else is a fault of the calling code and ends the
 // process with an assertion that names the list (that of `go` doesn't).
 //
-// Threads: no operation but `wipe_out` takes the list's own lock, and even `item` and `i_th` write
-// the cursor. A list that threads share needs the caller's lock around every use.
+// Threads: even `item` and `i_th` write the cursor, so a list that threads share needs the caller's
+// lock around every use. The list's own lock, which a caller may share by `lock`, is taken by the
+// operations that free all elements, and only while they do: `wipe_out`, and through it the
+// destructor, `assign_from` and `=` (these two only when the source is another list).
 
 #include <atomic>
 #include <cstddef>
@@ -62,7 +64,8 @@ class l_univ : public elem_list {
     explicit l_univ(const char* name) : l_univ(name, t_liste) {}
     l_univ(const char* name, short id);
     /// A list with the tag and the name of `l` and at most its first 32,767 elements, whatever
-    /// their tags. It reads the nodes directly, so the cursor of `l` stays where it is.
+    /// their tags; its cursor stands on the last of them. It reads the nodes directly, so the
+    /// cursor of `l` stays where it is.
     l_univ(const l_univ& l);
     ~l_univ() override;
 
@@ -112,7 +115,7 @@ class l_univ : public elem_list {
     /// from the left end it is fatal. `put_left` takes both as fatal.
     void put_right(elem_list* v);
     void put_left(elem_list* v);
-    /// `finish`, then `put_right`.
+    /// `finish`, then `put_right`: also when `v` is denied, the cursor ends on the last element.
     void put_end(elem_list* v);
     /// Make the element of the value's class and insert it: mode 0 by `put_right`, mode 2 by
     /// `put_sorted` with duplicates, any other by `put_left`. A denied element is deleted again.
@@ -139,20 +142,24 @@ class l_univ : public elem_list {
     /// Takes over the tag and the name of `l`, also when it is empty, then shares up to `nb` of its
     /// elements from position `pos` on, by `put_right`. Unless both tags are equal, one of them
     /// must be `t_liste`. The cursor of `l` makes the walk; it returns to its element if it was on
-    /// one, else it stays where the walk ended. A list may be appended to itself: it takes what
-    /// stood there before the call, and its cursor ends on the last element put in.
+    /// one, else it stays where the walk ended. With a list as its own source there is one
+    /// cursor for both, so each element of the range is put in behind itself (1 2 3 becomes 1 1 2 2
+    /// 3 3), from any cursor state, and the cursor returns to the number that it had.
     void append_from(l_univ& l, int pos, int nb);
-    /// The same in place of the old elements. `l` may be this list or an element of it.
+    /// The same in place of the old elements, with the cursor on the last new one. `l` may live as
+    /// an element of this list alone: then it lives until the call ends. A list that is its own
+    /// source drops what is outside the range.
     void assign_from(l_univ& l, int pos, int nb);
     /// `append_from` of the whole of `l` behind the last element, without a limit.
     void append_all(l_univ& l);
-    /// Assigns at most the first 32,767 elements; assigning a list to itself changes nothing.
+    /// Assigns at most the first 32,767 elements; assigning a list to itself changes nothing, its
+    /// cursor and an element beyond the limit included.
     l_univ& operator=(l_univ& l);
     // It makes nodes like the other form.
     // NOLINTNEXTLINE(performance-noexcept-move-constructor)
     l_univ& operator=(l_univ&& l) { return *this = l; }
     /// A list with the tag and the name of `b` that shares the elements of `a`, then of `b`, at
-    /// most 32,767 of each. The cursors of both stay.
+    /// most 32,767 of each, with its cursor on the last. The cursors of both stay.
     friend l_univ operator+(l_univ& a, l_univ& b);
 
     /// Inserts `v` before the first element that it doesn't exceed by `compare` (so the newest of
@@ -197,11 +204,13 @@ class l_univ : public elem_list {
     }
     bool accepts(const elem_list* v) const { return id_type == t_liste || v->id_type == id_type; }
     void link(elem_list* v, Node* prec, Node* suiv);
+    void assertPlace(const Node* before) const;
     void putMade(elem_list* v, int mode);
     void forthFromOff();
     void backFromOff();
     elem_list* itemWithReport(short id);
-    void appendOwn(int pos, int nb);
+    void assertRange(const l_univ& l, int pos, int nb) const;
+    void keepRange(int pos, int nb);
     void reportPutRightDenied(const elem_list* v);
     void reportRemoveDenied();
     // One node less holds the element; the last one takes it along.

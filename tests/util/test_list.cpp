@@ -127,6 +127,9 @@ const struct Row {
      "- 1[2]3 1[2]3 1[2]3 1[2]3 1[2]3", ""},
     {[](auto& l) { tells(l, l.search_equal(two.get(), 0)); }, "[] []123 1[2]3 1[2]3 123[] 123[]"},
     {[](auto& l) { tells(l, l.search_same(l.i_th(2, 0), 0)); }, "- []123 1[2]3 1[2]3 123[] 123[]"},
+    {[](auto& l) { l.append_from(l, 1, 3); }, "[] 112233[] [1]12233 1[1]2233 11[2]233 112[2]33"},
+    {[](auto& l) { l.append_all(l); }, "[] 11[2]233 11[2]233 11[2]233 11[2]233 11[2]233"},
+    {[](auto& l) { l.assign_from(l, 2, 1); }, "[] [2] [2] [2] [2] [2]"},
     {[](auto& l) { l = static_cast<l_univ&>(l); }, "[] []123 [1]23 1[2]3 12[3] 123[]"},
     {[](auto& l) { l.append_from(l, 4, 1); }, "[] - # - - -", "", "(pos <= l.nb_elem) && (nb>0)"},
     {[](auto& l) { l.append_from(l, 3, 0); }, "[] - # - - -", "", "(pos <= l.nb_elem) && (nb>0)"},
@@ -264,10 +267,17 @@ void share(Modelled& m, Modelled& from) {
     const int end = std::min(pos - 1 + nb, from.size());
     const Elements range(from.held.begin() + pos - 1, from.held.begin() + end);
     const bool assigned = below(3) == 0;
-    if (m.cursor == 0 && !assigned) m.list.finish(), m.cursor = m.size();
-    if (&m != &from && !from.on()) from.cursor = end + 1;
+    if (m.cursor == 0 && !assigned && &m != &from) m.list.finish(), m.cursor = m.size();
+    const int noted = from.cursor;
     if (assigned) m.held.clear(), m.cursor = 0;
-    for (auto v = range.begin(); v != range.end() && m.cursor <= m.size(); ++v) m.insert(*v);
+    if (&m == &from && !assigned) {
+        for (m.cursor = pos; m.cursor < pos + 2 * (end - pos + 1); ++m.cursor)
+            m.insert(m.at(m.cursor));
+    } else {
+        for (auto v = range.begin(); v != range.end() && m.cursor <= m.size(); ++v) m.insert(*v);
+        if (&m != &from) from.cursor = end + 1;
+    }
+    if (!(assigned && &m == &from) && noted >= 1 && noted <= from.size()) from.cursor = noted;
     (m.list.*(assigned ? &l_univ::assign_from : &l_univ::append_from))(from.list, pos, nb);
 }
 
