@@ -8,9 +8,9 @@
 #include "simulator/sim_clients.h"
 #include "simulator/sim_commands.h"
 #include "simulator/sim_commands_list.h"
-#include "simulator/sim_server.h"
-#include "simulator/sim_session.h"
+#include "simulator/sim_console.h"
 #include "simulator/sim_text.h"
+#include "util/i_trace.h"
 
 namespace {
 
@@ -37,7 +37,7 @@ const char* lineOfOption(const std::string& option) {
 }
 
 void runOption(SimOrder& order, const std::string& option) {
-    if (const char* const line = lineOfOption(option)) return runCommands(order.session, line);
+    if (const char* const line = lineOfOption(option)) return runCommands(order.console, line);
     std::string text = "zor_sim: unknown option -" + option + "; the options are";
     for (const auto& row : kOptions)
         text += std::string(" -") + row.option;
@@ -47,19 +47,40 @@ void runOption(SimOrder& order, const std::string& option) {
 }  // namespace
 
 void simEcho(SimOrder& order) {
-    const char* const text = order.words.c_str();
-    simSay(order, std::string(*text == ' ' ? text + 1 : text) + "\n");
+    simSay(order, simRest(order) + "\n");
 }
 
 void simConsoles(SimOrder& order) {
-    std::string text;
-    for (const auto& session : SimClients::instance().all())
-        text += session->describe() + "\n";
+    std::string text = SimConsole::heading();
+    for (const auto& console : SimClients::instance().all())
+        text += console->row();
     simSay(order, text);
 }
 
+void simTell(SimOrder& order) {
+    if (!simMoreWords(order)) return simSay(order, "zor_sim: say TEXT.\n");
+    SimClients::instance().show(
+        simText("console %d says: ", order.console.number()) + simRest(order) + "\n",
+        [&](const SimConsole& console) { return &console != &order.console; });
+    const std::size_t others = SimClients::instance().all().size() - 1;
+    simSay(order,
+           simText("zor_sim: said to %zu other console%s.\n", others, others == 1 ? "" : "s"));
+}
+
+void simKick(SimOrder& order) {
+    int number = 0;
+    if (!simReadNumber(order, 1, SimClients::kLastNumber, &number)) return;
+    const auto console = SimClients::instance().find(number);
+    if (!console)
+        return simSay(order, simText("zor_sim: no console %d; consoles lists them.\n", number));
+    tracePrintf("console %d: hung up by console %d", number, order.console.number());
+    simSay(order,
+           simText("zor_sim: console %d is hung up; it connects again by itself.\n", number));
+    console->disconnect();
+}
+
 void simKels(SimOrder& order) {
-    SimExchange& exchange = order.session.server().exchange();
+    SimExchange& exchange = order.console.house().exchange;
     const std::string word = simReadWord(order);
     const std::string wish = simReadWord(order);
     const auto number = simNumberOf(word, 0, SimExchange::kInstances - 1);
@@ -79,12 +100,10 @@ void simClear(SimOrder& order) {
     client_clear(&order.client, 1);
 }
 
-// A terminal in line mode delivers a line end behind the key, which isn't a key of its own.
+// An ordinary terminal delivers a line end behind the key, which isn't a key of its own.
 void simKey(SimOrder& order) {
     int count = 1;
-    const bool told =
-        std::strspn(order.words.c_str(), " \t\r") < static_cast<std::size_t>(order.words.length());
-    if (told && !simReadNumber(order, 1, kMostKeys, &count)) return;
+    if (simMoreWords(order) && !simReadNumber(order, 1, kMostKeys, &count)) return;
     client_printf(order.client, "zor_sim: press %d key%s.\n", count, count > 1 ? "s" : "");
     while (count > 0 && client_alive(&order.client)) {
         const int key = client_getc(&order.client);
@@ -92,7 +111,6 @@ void simKey(SimOrder& order) {
         --count;
         client_printf(order.client, "key %s\n", keyName(key).c_str());
     }
-    order.session.dropLineEnd();
 }
 
 void simNoKey(SimOrder& order) {
@@ -102,13 +120,13 @@ void simNoKey(SimOrder& order) {
 void simBody(SimOrder& order) {
     int length = 0;
     if (simReadNumber(order, 0, FrameReader::kBodyLimit, &length))
-        order.session.sendBody(length, true);
+        order.console.sendBody(length, true);
 }
 
 void simHidden(SimOrder& order) {
     int length = 0;
     if (!simReadNumber(order, 0, FrameReader::kBodyLimit, &length)) return;
-    order.session.sendBody(length, false);
+    order.console.sendBody(length, false);
     client_printf(order.client, "zor_sim: %d bytes went out unseen.\n", length);
 }
 
@@ -129,10 +147,10 @@ void simOptions(SimOrder& order) {
 
 void simBye(SimOrder& order) {
     simSay(order, "zor_sim: bye.\n");
-    order.session.disconnect();
+    order.console.disconnect();
 }
 
 void simStop(SimOrder& order) {
-    simSay(order, "zor_sim: ends.\n");
-    order.session.server().stop();
+    simSay(order, "zor_sim: ends. Your console goes on trying; Ctrl-C ends it.\n");
+    order.console.house().end.ask();
 }

@@ -18,35 +18,36 @@ constexpr std::size_t kNamesSize = 2'000;  // bytes; more than all names of a ma
 /// One dictionary: `word` gives the word of a value, or `words` writes the words of a mask.
 struct Dictionary {
     const char* name;
+    const char* about;
     const char* (*word)(std::int32_t value);
     const char* (*words)(char* destination, std::int32_t mask);
 };
 
 constexpr Dictionary kDictionaries[] = {
-    {"linestate", name_linestate, nullptr},
-    {"nomadicstate", name_nomadicstate, nullptr},
-    {"agentstate", name_CCAlineservstate, nullptr},
-    {"callcause", name_linecallcause, nullptr},
-    {"callinfo", name_linecallinfo, nullptr},
-    {"callbackinfo", name_callbackinfo, nullptr},
-    {"action", name_action, nullptr},
-    {"cfgkey", name_cfgkey, nullptr},
-    {"vmailaction", name_vmailaction, nullptr},
-    {"signal", name_signal, nullptr},
-    {"language", name_language, nullptr},
-    {"object", name_object, nullptr},
-    {"qolstate", name_qolstate, nullptr},
-    {"qoltype", name_qoltype, nullptr},
-    {"qolprofile", name_qolprofile, nullptr},
-    {"qoltopology", name_qoltopology, nullptr},
-    {"lineoptions", nullptr, names_lineoptions},
-    {"callkeys", nullptr, names_callkeys},
-    {"linekeys", nullptr, names_linekeys},
-    {"agentkeys", nullptr, names_agentkeys},
-    {"confkeys", nullptr, names_confkeys},
-    {"destkind", nullptr, names_destkind},
-    {"forwardkinds", nullptr, names_forwardkinds},
-    {"linekinds", nullptr, names_linekinds},
+    {"linestate", "what a line does", name_linestate, nullptr},
+    {"nomadicstate", "where a nomadic user is", name_nomadicstate, nullptr},
+    {"agentstate", "what an agent does", name_CCAlineservstate, nullptr},
+    {"callcause", "why a call went as it did", name_linecallcause, nullptr},
+    {"callinfo", "what a call brings along", name_linecallinfo, nullptr},
+    {"callbackinfo", "what a caller asks for", name_callbackinfo, nullptr},
+    {"action", "what the server is told to do", name_action, nullptr},
+    {"cfgkey", "keys of a configuration", name_cfgkey, nullptr},
+    {"vmailaction", "what happens to a voice message", name_vmailaction, nullptr},
+    {"signal", "signals to a telephone", name_signal, nullptr},
+    {"language", "languages of a user", name_language, nullptr},
+    {"object", "objects of the server", name_object, nullptr},
+    {"qolstate", "states of a link's quality", name_qolstate, nullptr},
+    {"qoltype", "kinds of a link's quality", name_qoltype, nullptr},
+    {"qolprofile", "profiles of a link's quality", name_qolprofile, nullptr},
+    {"qoltopology", "topologies of a link's quality", name_qoltopology, nullptr},
+    {"lineoptions", "options of a line", nullptr, names_lineoptions},
+    {"callkeys", "keys of a call", nullptr, names_callkeys},
+    {"linekeys", "keys of a line", nullptr, names_linekeys},
+    {"agentkeys", "keys of an agent", nullptr, names_agentkeys},
+    {"confkeys", "keys of a conference", nullptr, names_confkeys},
+    {"destkind", "kinds of a destination", nullptr, names_destkind},
+    {"forwardkinds", "kinds of a forwarding", nullptr, names_forwardkinds},
+    {"linekinds", "kinds of a line", nullptr, names_linekinds},
 };
 
 std::string lookUp(const Dictionary& dictionary, std::int32_t value) {
@@ -55,10 +56,11 @@ std::string lookUp(const Dictionary& dictionary, std::int32_t value) {
 }
 
 std::string listAll() {
-    std::string text = "Dictionaries:";
+    std::string text = "Dictionaries:\n";
     for (const Dictionary& dictionary : kDictionaries)
-        text += std::string(" ") + dictionary.name;
-    return text + "\n";
+        text += simText("    %-14s %s%s\n", dictionary.name, dictionary.about,
+                        dictionary.words ? ", as a mask" : "");
+    return text;
 }
 
 // Every value that has a word of its own.

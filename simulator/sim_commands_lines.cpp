@@ -6,15 +6,15 @@
 #include "simulator/sim_clients.h"
 #include "simulator/sim_commands.h"
 #include "simulator/sim_commands_list.h"
+#include "simulator/sim_console.h"
 #include "simulator/sim_model.h"
-#include "simulator/sim_server.h"
-#include "simulator/sim_session.h"
 #include "simulator/sim_snapshot.h"
 #include "simulator/sim_text.h"
 #include "util/i_os.h"
 
 namespace {
 
+constexpr int kEvents = 20;                // that are shown where no number is given
 constexpr std::size_t kNamesSize = 1'000;  // bytes; more than any mask of a line names
 
 std::string lineText(const SimLine& line) {
@@ -57,16 +57,21 @@ std::string historyText(const SimLine& line) {
     return line.history.empty() ? "no call yet\n" : text.c_str();
 }
 
-/// What the typing filter shows: the lines whose number or name holds what was typed.
-int showMatches(const ClientId* client, const char* typed) {
-    const auto session = SimClients::instance().find(*client);
-    const SimModel* const model =
-        session ? session->server().exchange().find(session->kel()) : nullptr;
-    if (!model) return 0;
-    CharString text;
-    for (const SimLine& line : model->lines())
+/// The lines whose number or name holds what was typed.
+std::string matches(const SimModel& model, const char* typed) {
+    std::string text;
+    for (const SimLine& line : model.lines())
         if (find_nocase(line.number.c_str(), typed) || find_nocase(line.name.c_str(), typed))
-            text << lineText(line).c_str();
+            text += lineText(line);
+    return text;
+}
+
+/// What the typing filter shows. It is told of its client only.
+int showMatches(const ClientId* client, const char* typed) {
+    const auto console = SimClients::instance().find(*client);
+    SimModel* const model = console ? console->house().exchange.find(console->kel()) : nullptr;
+    if (!model) return 0;
+    const CharString text(matches(*model, typed).c_str());
     client_write(*client, &text);
     return 1;
 }
@@ -82,7 +87,7 @@ std::string ask(const SimOrder& order, const char* prompt) {
 }  // namespace
 
 void simLines(SimOrder& order) {
-    std::string text;
+    std::string text = "line  name         state        with  kind and options\n";
     for (const SimLine& line : order.model->lines())
         text += lineText(line);
     simSay(order, text);
@@ -126,33 +131,50 @@ void simVoiceMail(SimOrder& order) {
     simSay(order, text.empty() ? "no message\n" : text);
 }
 
-// The events come through the mailbox, so waiting for a line is all that there is to do.
-void simWatch(SimOrder& order) {
-    simSay(order, "zor_sim: watching; type a line to end.\n");
-    order.session.setWatching(true);
-    char line[1024] = "";
-    const int length = client_read(&order.client, line, sizeof line);
-    order.session.setWatching(false);
-    simSay(order, "zor_sim: end of watch.\n");
-    const std::string typed(line, static_cast<std::size_t>(length));
-    if (typed.find_first_not_of(" \r\n") != std::string::npos) order.session.unread(typed);
+void simEvents(SimOrder& order) {
+    int count = kEvents;
+    if (simMoreWords(order) && !simReadNumber(order, 1, SimModel::kMostEvents, &count)) return;
+    std::string text;
+    for (const std::string& event : order.model->events(static_cast<std::size_t>(count)))
+        text += event + "\n";
+    simSay(order, text.empty() ? "no event yet\n" : text);
 }
 
+// The events come through the mailbox, so waiting for a line is all that there is to do.
+void simWatch(SimOrder& order) {
+    order.console.setWatching(true);
+    simSay(order, "zor_sim: watching; type a line to end.\n");
+    char line[1024] = "";
+    const int length = client_read(&order.client, line, sizeof line);
+    order.console.setWatching(false);
+    simSay(order, "zor_sim: end of watch.\n");
+    const std::string typed(line, static_cast<std::size_t>(length));
+    if (typed.find_first_not_of(" \r\n") != std::string::npos) order.console.unread(typed);
+}
+
+// Whether a terminal gives its keys at once can't be known from here: an ordinary one shows nothing
+// until Return is pressed, so what to do then is said before.
 void simFilter(SimOrder& order) {
-    simSay(order, "zor_sim: type; Backspace or Return takes one off, on nothing it ends.\n");
-    order.session.setEditing(true);
+    if (simMoreWords(order)) {
+        const std::string found = matches(*order.model, simRest(order).c_str());
+        return simSay(order, found.empty() ? "no line holds that\n" : found);
+    }
+    simSay(order,
+           "zor_sim: type; Backspace or Return takes one off, on nothing it ends.\n"
+           "If nothing changes as you type, your terminal keeps its keys for itself: press Return\n"
+           "until the filter ends, and type filter TEXT.\n");
+    order.console.setEditing(true);
     client_filter(&order.client, showMatches, 1, "lines");
-    order.session.setEditing(false);
+    order.console.setEditing(false);
 }
 
 void simAsk(SimOrder& order) {
     const std::string from = ask(order, "zor_sim: which line calls? ");
     const std::string to = ask(order, "zor_sim: which line is called? ");
-    const auto events = order.model->placeCall(from, to);
+    const auto events = order.console.house().exchange.placeCall(*order.model, from, to);
     if (events.empty())
         return simSay(order, "zor_sim: that call can't be: two lines, the first one free.\n");
     simSay(order, events.front() + "\n");
-    order.session.server().exchange().publish(order.model->kel(), events);
 }
 
 void simXml(SimOrder& order) {

@@ -13,6 +13,8 @@ void simNoKey(SimOrder& order);
 void simBody(SimOrder& order);
 void simHidden(SimOrder& order);
 void simOptions(SimOrder& order);
+void simKick(SimOrder& order);
+void simTell(SimOrder& order);
 void simBye(SimOrder& order);
 void simStop(SimOrder& order);
 
@@ -22,6 +24,7 @@ void simCalls(SimOrder& order);
 void simHistory(SimOrder& order);
 void simAgents(SimOrder& order);
 void simVoiceMail(SimOrder& order);
+void simEvents(SimOrder& order);
 void simWatch(SimOrder& order);
 void simFilter(SimOrder& order);
 void simAsk(SimOrder& order);

@@ -7,9 +7,9 @@
 
 #include "simulator/sim_commands.h"
 #include "simulator/sim_commands_list.h"
+#include "simulator/sim_console.h"
 #include "simulator/sim_deadlock.h"
 #include "simulator/sim_model.h"
-#include "simulator/sim_session.h"
 #include "simulator/sim_snapshot.h"
 #include "simulator/sim_text.h"
 #include "util/i_os.h"
@@ -94,7 +94,7 @@ void simLocks(SimOrder& order) {
 void simTrace(SimOrder& order) {
     const std::string wish = simReadWord(order);
     if (wish != "on" && wish != "off") return simSay(order, "zor_sim: trace on, or trace off.\n");
-    order.session.setTracing(wish == "on");
+    order.console.setTracing(wish == "on");
     tracePrintf("console %d: trace %s", order.client.minor, wish.c_str());
     simSay(order, "zor_sim: trace " + wish + ".\n");
 }

@@ -2,10 +2,10 @@
 
 #include <atomic>
 #include <cstdarg>
-#include <cstdio>
 #include <memory>
 #include <utility>
 
+#include "simulator/sim_log.h"
 #include "simulator/sim_text.h"
 #include "simulator/sim_thread.h"
 #include "util/i_os.h"
@@ -50,6 +50,7 @@ thread_local Part* own_part = nullptr;
 // What the lock layer has printed on this thread. It takes no lock: the layer's own is held then,
 // and a wait for a Mutex under it could stop every thread that wants to give one back.
 thread_local std::string printed;
+thread_local std::string begun;  // the line of it that isn't in the log yet
 
 std::atomic<bool> under_way{false};
 
@@ -59,13 +60,15 @@ std::atomic<bool> under_way{false};
     const std::string text = simTextOf(format, values);
     va_end(values);
     if (own_part) printed += text;
-    return std::fputs(text.c_str(), stdout);
+    begun += text;
+    if (text.ends_with('\n')) simLog(std::exchange(begun, {}).c_str());
+    return static_cast<int>(text.size());
 }
 
 // On the reporting thread, with no lock of the layer held. A dead-lock of the server's own, which
 // nobody has made on purpose, stays: its report stands in the server's output.
 void fatal(const char* text) {
-    std::printf("%s\n", text);
+    simLog(text);
     const std::string report = std::exchange(printed, {}) + text + "\n";
     if (!own_part) return;
     own_part->ring.report = report;
@@ -79,7 +82,7 @@ void takeBoth(Ring& ring, int me) {
     Part part{ring, ring.locks[me]};
     own_part = &part;
     semUnLock(ring.met[me]);
-    semLock(ring.met[other], -1);
+    simTake(ring.met[other]);
     mutexGet(ring.locks[other], SOURCE_MODULE, __LINE__);
     mutexRel(ring.locks[other]);
     mutexRel(part.held);
@@ -93,8 +96,8 @@ bool runRing(const std::shared_ptr<Ring>& ring) {
         semUnLock(ring->met[1]);  // the first one goes on alone
         return false;
     }
-    semLock(ring->done, -1);
-    semLock(ring->done, -1);
+    simTake(ring->done);
+    simTake(ring->done);
     return true;
 }
 

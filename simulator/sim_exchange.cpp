@@ -1,11 +1,12 @@
 #include "simulator/sim_exchange.h"
 
 #include <algorithm>
+#include <new>
 
-#include "simulator/sim_clients.h"
-#include "simulator/sim_session.h"
+#include "simulator/sim_log.h"
 #include "simulator/sim_text.h"
 #include "simulator/sim_thread.h"
+#include "util/i_os.h"
 
 namespace {
 
@@ -19,14 +20,34 @@ SimExchange::SimExchange(int lines_each) {
             std::make_unique<SimModel>(kel, lines_each);
 }
 
-void SimExchange::start(std::int32_t pace) {
-    simStartThread("Model", [this, pace] { live(pace); });
+bool SimExchange::start(std::int32_t pace) {
+    return simStartThread("Model", [this, pace] { live(pace); });
 }
 
 void SimExchange::live(std::int32_t pace) {
     while (pause(pace))
+        step();
+}
+
+// A step that finds no memory is over; the next one may find some.
+void SimExchange::step() {
+    try {
         for (Instance& instance : instances_)
-            if (instance.on) publish(instance.model->kel(), instance.model->step());
+            if (instance.on) tell(*instance.model, instance.model->step());
+    } catch (const std::bad_alloc&) {
+        simTellLack("a step of the telephony is left out: no memory");
+    }
+}
+
+void SimExchange::tell(const SimModel& model, const std::vector<std::string>& events) {
+    if (listener_) listener_(model.kel(), events);
+}
+
+std::vector<std::string> SimExchange::placeCall(SimModel& model, const std::string& from,
+                                                const std::string& to) {
+    const auto events = model.placeCall(from, to);
+    tell(model, events);
+    return events;
 }
 
 // In short sleeps: a pace may be longer than the server's patience with its threads at the end.
@@ -61,12 +82,8 @@ std::string SimExchange::greeting(std::int16_t kel) {
 }
 
 // A console's -1 follows the first connected instance, whichever that is at the moment; one that
-// has left its instance gets nothing, since no instance is found for it.
-void SimExchange::publish(std::int16_t kel, const std::vector<std::string>& events) {
-    for (const std::string& event : events)
-        SimClients::instance().show(event + "\n", [&](const SimSession& session) {
-            if (!session.watching()) return false;
-            const SimModel* const joined = find(session.joinedKel());
-            return joined && joined->kel() == kel;
-        });
+// has left its instance is with none, since no instance is found for it.
+bool SimExchange::means(std::int16_t joined, std::int16_t kel) {
+    const SimModel* const model = find(joined);
+    return model && model->kel() == kel;
 }

@@ -79,6 +79,12 @@ std::vector<std::string> SimModel::calls() const {
     return texts;
 }
 
+std::vector<std::string> SimModel::events(std::size_t most) const {
+    const MutexHold hold(mutex_, SOURCE_MODULE, __LINE__);
+    const auto count = static_cast<std::ptrdiff_t>(std::min(most, events_.size()));
+    return {events_.end() - count, events_.end()};
+}
+
 std::vector<std::string> SimModel::placeCall(const std::string& from, const std::string& to) {
     const MutexHold hold(mutex_, SOURCE_MODULE, __LINE__);
     Events events;
@@ -86,5 +92,6 @@ std::vector<std::string> SimModel::placeCall(const std::string& from, const std:
     const std::size_t called = find(to);
     if (caller == kNowhere || called == kNowhere || caller == called) return events;
     if (lines_[caller].state == kLineFree) begin(events, caller, called);
+    keep(events);
     return events;
 }

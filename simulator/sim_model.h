@@ -43,6 +43,7 @@ struct SimCall {
     std::int32_t id = 0;
     std::int32_t begin = 0;     ///< seconds since the epoch
     std::int32_t answered = 0;  ///< the same, 0 while it isn't
+    bool reached = false;       ///< line `to` takes part: it has rung for this call
 };
 
 struct SimAgent {
@@ -63,6 +64,8 @@ struct SimVoice {
 /// calls out of the model with the Mutex held.
 class SimModel {
   public:
+    static constexpr int kMostEvents = 200;  ///< kept of what happened last
+
     /// Instance number `kel`, with `lines` lines; the same number begins the same life.
     SimModel(std::int16_t kel, int lines);
     ~SimModel();
@@ -77,6 +80,9 @@ class SimModel {
     std::vector<SimVoice> voiceMail() const;
     /// One line of text for each call under way.
     std::vector<std::string> calls() const;
+    /// What happened last, the oldest first: `most` events or fewer, of the kMostEvents that are
+    /// kept.
+    std::vector<std::string> events(std::size_t most) const;
 
     /// Lets one thing or more happen and tells what.
     std::vector<std::string> step();
@@ -99,13 +105,15 @@ class SimModel {
     void leaveMessage(Events& events, const SimCall& call);
     void record(const SimCall& call, bool outgoing);
     void moveAgent(Events& events);
+    void keep(const Events& events);
 
     const std::int16_t kel_;
     Mutex* mutex_ = nullptr;      // "mutex_model"; guards what follows
     std::vector<SimLine> lines_;  // as many as at the start, whatever happens
     std::vector<SimCall> calls_;
     std::vector<SimAgent> agents_;
-    std::deque<SimVoice> voices_;  // the newest first
+    std::deque<SimVoice> voices_;     // the newest first
+    std::deque<std::string> events_;  // the newest last
     std::minstd_rand random_;
     std::int32_t last_call_ = 0;
 };

@@ -52,7 +52,14 @@ std::vector<std::string> SimModel::step() {
     if (calls_.size() < kMostCalls && from != to && lines_[from].state == kLineFree)
         begin(events, from, to);
     if (dice(6) == 0) moveAgent(events);
+    keep(events);
     return events;
+}
+
+void SimModel::keep(const Events& events) {
+    events_.insert(events_.end(), events.begin(), events.end());
+    while (events_.size() > std::size_t{kMostEvents})
+        events_.pop_front();
 }
 
 int SimModel::dice(int sides) {
@@ -69,7 +76,7 @@ void SimModel::enter(Events& events, std::size_t line, SimLineState state,
 }
 
 void SimModel::begin(Events& events, std::size_t from, std::size_t to) {
-    calls_.push_back({from, to, kCauseNone, ++last_call_, now(), 0});
+    calls_.push_back({from, to, kCauseNone, ++last_call_, now(), 0, false});
     enter(events, from, kLineDialing, lines_[to].number);
 }
 
@@ -100,6 +107,7 @@ bool SimModel::ring(Events& events, SimCall& call) {
         enter(events, call.from, kLineBusyTone, lines_[call.to].number);
         return true;
     }
+    call.reached = true;
     enter(events, call.from, kLineCalling, lines_[call.to].number);
     enter(events, call.to, kLineRinging, lines_[call.from].number);
     return true;
@@ -125,11 +133,11 @@ bool SimModel::talk(Events& events, const SimCall& call) {
     return true;
 }
 
-/// Frees the lines. The called one took part unless it was busy with another call.
+/// Frees the lines that took part.
 void SimModel::finish(Events& events, const SimCall& call) {
     record(call, true);
     enter(events, call.from, kLineFree, "");
-    if (call.cause == kCauseBusy) return;
+    if (!call.reached) return;
     record(call, false);
     enter(events, call.to, kLineFree, "");
 }

@@ -1,47 +1,46 @@
 #include "simulator/sim_server.h"
 
 #include <netinet/in.h>
-#include <netinet/tcp.h>
 #include <sys/socket.h>
 
+#include <cerrno>
+#include <cstring>
+#include <new>
+
 #include "simulator/sim_clients.h"
+#include "simulator/sim_peer.h"
 #include "simulator/sim_session.h"
+#include "simulator/sim_text.h"
 #include "simulator/sim_thread.h"
+#include "util/i_os.h"
 #include "util/i_trace.h"
 
 namespace {
 
 constexpr std::int32_t kBacklog = 64;             // consoles that may wait to be taken
-constexpr std::int32_t kPauseAfterFailure = 100;  // ms; no descriptor is free, for instance
+constexpr std::int32_t kPauseAfterFailure = 100;  // ms; what lacks may be there then
 constexpr std::int32_t kPatience = 10'000;        // ms that the threads get to end
-constexpr std::size_t kPeerTextSize = 40;         // bytes that PeerAddress wants
 
-// An answer often goes out as several small frames: none of them waits until the one before it is
-// acknowledged.
-void sendAtOnce(const Connection& connection) {
-    constexpr int kYes = 1;
-    setsockopt(connection.fd, IPPROTO_TCP, TCP_NODELAY, &kYes, sizeof kYes);
-}
-
-// A console whose machine or line is gone says nothing any more; without a probe it would keep its
-// threads and its mailbox for ever.
-void noticeVanished(const Connection& connection) {
-    constexpr int kYes = 1;
-    constexpr int kSilence = 240;  // s; a console that is there sends a ping each 120 s
-    constexpr int kBetween = 30;   // s between two probes
-    constexpr int kProbes = 4;     // without an answer
-    setsockopt(connection.fd, IPPROTO_TCP, TCP_KEEPIDLE, &kSilence, sizeof kSilence);
-    setsockopt(connection.fd, IPPROTO_TCP, TCP_KEEPINTVL, &kBetween, sizeof kBetween);
-    setsockopt(connection.fd, IPPROTO_TCP, TCP_KEEPCNT, &kProbes, sizeof kProbes);
-    setsockopt(connection.fd, SOL_SOCKET, SO_KEEPALIVE, &kYes, sizeof kYes);
+/// Whether the peer has simply gone before it was taken.
+bool isPassing(int error) {
+    return error == EAGAIN || error == EINTR || error == ECONNABORTED;
 }
 
 }  // namespace
 
-short SimServer::open(std::int32_t port) {
+SimServer::SimServer(const SimSettings& settings) : settings_(settings), exchange_(settings.lines) {
+    SimClients::install(exchange_);
+}
+
+// The listener never blocks: a console that has gone between the wait and the taking must not keep
+// the server from hearing that it shall end.
+short SimServer::open() {
     constexpr short kReuse = 1;
     constexpr short kTuned = 0;  // the smallest buffers would only slow a long answer down
-    return listener_.CreateService(port, kReuse, kBacklog, kTuned);
+    if (!end_.takeSignals() || !listener_.CreateService(settings_.port, kReuse, kBacklog, kTuned))
+        return 0;
+    listener_.SetNonBlocking();
+    return 1;
 }
 
 std::int32_t SimServer::port() const {
@@ -51,32 +50,55 @@ std::int32_t SimServer::port() const {
     return ntohs(address.sin_port);
 }
 
-bool SimServer::run(std::int32_t pace) {
-    exchange_.start(pace);
-    while (!stopping_)
+bool SimServer::run() {
+    if (!exchange_.start(settings_.pace))
+        traceTexts("no thread for the telephony: it stands still");
+    while (end_.waitReadable(listener_.fd))
         takeConsole();
+    listener_.Close();
     exchange_.stop();
-    for (const auto& session : SimClients::instance().all())
-        session->disconnect();
-    return simWaitForThreads(kPatience);
+    for (const auto& console : SimClients::instance().all())
+        console->disconnect();
+    const bool ended = simWaitForThreads(kPatience);
+    traceTexts(ended ? "zor_sim has ended" : "zor_sim ends with a thread still at work");
+    return ended;
 }
 
-// The listener is shut and not closed here: the accepting thread still uses its descriptor.
-void SimServer::stop() {
-    stopping_ = true;
-    ::shutdown(listener_.fd, SHUT_RDWR);
+void SimServer::told(SimRarely& often, const std::string& what) {
+    const int times = often.due();
+    if (times == 1) tracePrintf("%s", what.c_str());
+    if (times > 1) tracePrintf("%s (%d times)", what.c_str(), times);
 }
 
 void SimServer::takeConsole() {
-    const auto session = std::make_shared<SimSession>(*this);
-    if (!listener_.Accept(session->connection(), 1)) {
-        if (!stopping_) threadSleep(kPauseAfterFailure);
-        return;
+    Connection taken;
+    if (listener_.Accept(taken, 1)) {
+        try {
+            return admit(taken);
+        } catch (const std::bad_alloc&) {
+            return simTellLack("a console is hung up: no memory");
+        }
     }
-    sendAtOnce(session->connection());
-    noticeVanished(session->connection());
-    char peer[kPeerTextSize];
-    PeerAddress(session->connection().fd, peer, sizeof peer);
+    const int reason = LastError();
+    if (isPassing(reason)) return;
+    told(lacks_, simText("a console can't be taken: %s", std::strerror(reason)));
+    threadSleep(kPauseAfterFailure);
+}
+
+// A console that is refused for lack of room is told why; to other machines the server says
+// nothing.
+void SimServer::admit(Connection& taken) {
+    const in_addr peer = simPeerAddress(taken.fd);
+    const std::string address = simAddressText(peer);
+    if (!settings_.open && !simIsOwnAddress(peer))
+        return told(strangers_, "refused " + address + ": another machine, and no --open");
+    simTunePeer(taken.fd, settings_.unread);
+    const auto session = std::make_shared<SimSession>(SimHouse{exchange_, end_}, address, taken);
+    if (!SimClients::instance().join(session, static_cast<std::size_t>(settings_.consoles))) {
+        session->sendText(simText("\nzor_sim: all %d places for consoles are taken; try later.\n",
+                                  settings_.consoles));
+        return told(surplus_, "refused " + address + ": all places for consoles are taken");
+    }
+    tracePrintf("console %d: connected from %s", session->number(), address.c_str());
     SimSession::start(session);
-    tracePrintf("console %d: connected from %s", session->id().minor, peer);
 }

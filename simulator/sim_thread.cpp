@@ -2,8 +2,10 @@
 
 #include <atomic>
 #include <memory>
+#include <new>
 #include <utility>
 
+#include "simulator/sim_log.h"
 #include "util/i_os.h"
 
 namespace {
@@ -24,12 +26,20 @@ struct Start {
     sem_t* entered = nullptr;
 };
 
+void runWork(const std::function<void()>& work) {
+    try {
+        work();
+    } catch (const std::bad_alloc&) {
+        simTellLack("a thread ends: no memory");
+    }
+}
+
 void* run(void* argument) {
     {
         const std::unique_ptr<std::shared_ptr<Start>> start(
             static_cast<std::shared_ptr<Start>*>(argument));
-        semLock((*start)->entered, -1);
-        (*start)->work();
+        simTake((*start)->entered);
+        runWork((*start)->work);
         (*start)->work = nullptr;  // what it holds ends before the thread counts as gone
         RemoveThreadFromTb();
     }
@@ -56,4 +66,9 @@ bool simWaitForThreads(std::int32_t limit) {
     for (std::int32_t waited = 0; running > 0 && waited < limit; waited += kLook)
         threadSleep(kLook);
     return running == 0;
+}
+
+void simTake(sem_t* semaphore) {
+    while (!semLock(semaphore, -1))
+        threadYield();
 }

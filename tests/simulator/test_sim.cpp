@@ -22,7 +22,8 @@ class Sim : public testing::Test {
     /// Ends the server in order: no thread hangs, and no sanitizer has a complaint.
     ~Sim() override {
         RawConsole last(port_);
-        EXPECT_EQ(last.ask("stop\n"), "zor_sim: ends.\n");
+        EXPECT_EQ(last.ask("stop\n"),
+                  "zor_sim: ends. Your console goes on trying; Ctrl-C ends it.\n");
         EXPECT_EQ(process_.finish(), 0) << process_.said();
     }
 
@@ -56,7 +57,7 @@ TEST_F(Sim, AnswersEachCommand) {
         const char* answer;  // a regular expression, with "/" for each line end
     } kCases[] = {
         {"help\n", "Commands of zor_sim:.*  lines .*  stop .*KELx"},
-        {"echo  two  blanks", "^ two  blanks/$"},
+        {"echo  two  blanks\n", "^ two  blanks/$"},
         {"frobnicate 1\n", "no command \"frobnicate 1\"\\. Do you mean filter, files\\? Type help"},
         {"lines\n", "200 +Adler Ruth .*205 +Ferri Luca "},
         {"history 200 99\n", "line 200 has [0-9]+ calls"},
@@ -64,7 +65,7 @@ TEST_F(Sim, AnswersEachCommand) {
         {"agents\n", "Marin Eva +line 200 +[A-Z]"},
         {"xml\n", "^<\\?xml .*<kel><number>0</number>.*<number>205</number>.*</kel>/$"},
         {"dico nosuch\n", "no dictionary \"nosuch\"\\. Dict"},
-        {"dico\n", "^Dict.*linestate .* linekinds"},
+        {"dico\n", "^Dict.*/ +linestate .*/ +linekinds "},
         {"dico linestate 8\n", "linestate 8: \"Talking\""},
         {"dico linekinds 0x3\n", "linekinds 3: \"-Distant -Dist. Voip \""},
         {"dico qoltype\n", "^ +0 MONITOR/ +1 IP/$"},
@@ -72,10 +73,10 @@ TEST_F(Sim, AnswersEachCommand) {
         {"dico forwardkinds\n", "^0x00000000 RVIMM/0x0"},
         {"dico linekeys\n", "/0x80000000 "},
         {"dico linestate 4294967296\n", "a value is a number"},
-        {"consoles\n", "console 1: KEL -1, [0-9]+ texts"},
+        {"consoles\n", "^console .*/ +1 127\\.0\\.0\\.1 +-1 "},
         {"kels 4294967296 off\n", "kels N on"},
         {"kels 0 off\n", "KEL 0: not connected/KEL 1: connected"},
-        {"lines\n", "^300 "},
+        {"lines\n", "/300 "},
         {"kels 0 on\n", "KEL 0: connected"},
         {"threads\n", "TbThreadCreated:.* Model .* Console 1 "},
         {"trace sideways\n", "trace on, or trace off"},
@@ -92,7 +93,7 @@ TEST_F(Sim, AnswersEachCommand) {
         std::ranges::replace(answer, '\n', '/');  // which a dot of an expression matches
         EXPECT_TRUE(std::regex_search(answer, std::regex(c.answer))) << c.typed << answer;
     }
-    EXPECT_THAT(console.ask("lines\n", 2), StartsWith("400 "));
+    EXPECT_THAT(console.ask("lines\n", 2), HasSubstr("\n400 "));
     EXPECT_EQ(console.ask("lines\n", 9), "zor_sim: KEL 9 isn't connected; kels tells which are.\n");
 }
 
@@ -103,7 +104,7 @@ TEST_F(Sim, ShowsADeadLockAndGoesOnServing) {
         const std::string report = console.upTo("both are done");
         EXPECT_THAT(report, AllOf(HasSubstr("DeadLock !!! "), HasSubstr("WaitingMutex sim_lines("),
                                   HasSubstr("WaitingMutex sim_calls("), HasSubstr("\nDeadLock\n")));
-        EXPECT_EQ(other.ask("echo on"), "on\n");
+        EXPECT_EQ(other.ask("echo on\n"), "on\n");
     }
     std::string threads = " Lines ";  // they leave the table a moment after their report
     for (int i = 0; i < 1'000 && threads.find(" Lines ") != std::string::npos; ++i)
@@ -117,7 +118,8 @@ TEST_F(Sim, PromptsOverTheWire) {
     EXPECT_EQ(console.ask("200\n"), "zor_sim: which line is called? ");
     EXPECT_THAT(console.ask("200\n"), HasSubstr("that call can't be"));
     console.type("key 3\n");
-    console.type("a\n\xFF\x7F\n");  // line ends are no keys, and the last one is no line either
+    console.type("a\n\xFF\x7F");  // line ends are no keys
+    console.type("\n");           // and the last one is no line either
     EXPECT_EQ(console.upTo("127"),
               "zor_sim: press 3 keys.\n<on-canonique>\n<off-canonique>\nkey 'a' (97)\n"
               "<on-canonique>\n<off-canonique>\n<on-canonique>\n<off-canonique>\nkey 255\n"
@@ -131,7 +133,7 @@ TEST_F(Sim, PromptsOverTheWire) {
         EXPECT_THAT(console.text(), HasSubstr("Costa Lia"));
     }
     console.upTo("End lines######\n");
-    console.type("0 p -kels -watch");
+    console.type("0 p -kels -watch");  // comes without a line end
     console.upTo(" KEL 0 line 20");
     console.type("history 200\n");  // ends the watch and is a command
     console.upTo("end of watch");
@@ -152,22 +154,20 @@ TEST_F(Sim, OneConsolesMisbehaviourIsNobodyElsesConcern) {
     while (joins.size() < 60'000'000) joins += joins;  // far more than the sockets hold
     EXPECT_LT(deaf.sendWhileTaken(joins), joins.size());
     for (int i = 0; i < 300; ++i) {  // more than a mailbox takes at once, and in order all the same
-        noisy.type("echo " + std::to_string(i));
+        noisy.type("echo " + std::to_string(i) + "\n");
         typed += std::to_string(i) + "\n";
     }
     for (int i = 0; i < 300; ++i) answers += noisy.text();
     EXPECT_EQ(answers, typed);
-    EXPECT_THAT(steady.ask("consoles\n"), AllOf(HasSubstr("console 2"), HasSubstr("console 4")));
+    EXPECT_THAT(steady.ask("consoles\n"), AllOf(HasSubstr("\n      2 "), HasSubstr("\n      4 ")));
 }
 
 TEST(SimStart, TellsWhatIsWrongAndEnds) {
     SimProcess first("--port 0 --pace 60000");
     const std::string taken = std::to_string(first.readPort());
-    const std::string usage = "Usage: zor_sim [--port N] [--pace MS] [--lines N]\n";
-    for (const char* wrong : {"--port 65536", "--port 12x", "--pace", "--lines 1", "spare"}) {
-        SimProcess sim(wrong);
-        EXPECT_EQ(sim.readLine() + std::to_string(sim.finish()), usage + "2") << wrong;
-    }
+    SimProcess wrong("--port 12x");
+    EXPECT_EQ(wrong.readLine(), "zor_sim: --port needs a number from 0 to 65535, not \"12x\"\n");
+    EXPECT_EQ(wrong.finish(), 2);
     SimProcess second("--port " + taken);
     EXPECT_EQ(second.readLine(),
               "zor_sim: can't listen on port " + taken + ": Address already in use\n");
@@ -182,7 +182,7 @@ TEST_F(Sim, ShowsTraceAndFiles) {
     console.upTo("zor_sim: trace on.\n");
     console.upTo("trace on");
     RawConsole other(port_);
-    console.upTo("console 2: connected from 127.000.000.001", 2);  // its own may come first
+    console.upTo("console 2: connected from 127.0.0.1", 2);  // its own may come first
     console.type("trace off\nfiles\n");
     EXPECT_THAT(console.upTo("one byte is changed"),
                 AllOf(HasSubstr("written: a snapshot of KEL 0, "), HasSubstr("listed: snapshot, "),
@@ -195,10 +195,11 @@ TEST_F(Sim, AFullThreadTableSlowsNobodyAndEmptiesAgain) {
     std::vector<RawConsole> crowd;  // more than the table has room for
     for (int i = 0; i < 120; ++i) crowd.emplace_back(port_);
     const auto start = std::chrono::steady_clock::now();
-    for (int i = 0; i < 100; ++i) EXPECT_EQ(crowd.back().ask("echo on"), "on\n");
+    for (int i = 0; i < 100; ++i) EXPECT_EQ(crowd.back().ask("echo on\n"), "on\n");
     EXPECT_LT(std::chrono::steady_clock::now() - start, std::chrono::seconds(10));
     crowd.clear();
-    while (steady.ask("consoles\n").find('\n') + 1 != steady.ask("consoles\n").size()) continue;
+    const auto consoles = [&] { return std::ranges::count(steady.ask("consoles\n"), '\n') - 1; };
+    for (int i = 0; i < 2'000 && consoles() != 1;) ++i;
     std::string threads;  // the last of a console's threads leaves a moment after its session
     for (int i = 0; i < 2'000 && std::ranges::count(threads, '\n') != 5; ++i)
         threads = steady.ask("threads\n");
