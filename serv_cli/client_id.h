@@ -12,7 +12,9 @@ struct ClientId {
     std::int16_t fourth = -1;
 
     ClientId() = default;
-    ClientId(std::int16_t major_key, std::int16_t minor_key) : major(major_key), minor(minor_key) {}
+    // In braces, since the C library has macros `major(...)` and `minor(...)` behind a header of
+    // its own.
+    ClientId(std::int16_t major_key, std::int16_t minor_key) : major{major_key}, minor{minor_key} {}
 
     /// Sets all four fields to -1.
     void clear() { *this = ClientId(); }

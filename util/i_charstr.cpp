@@ -8,10 +8,12 @@
 #include <cstring>
 #include <functional>
 #include <memory>
+#include <new>
 #include <string_view>
 #include <type_traits>
 
 #include "util/i_assert.h"
+#include "util/i_os_file_stream.h"
 #include "util/i_trace.h"
 
 namespace {
@@ -21,13 +23,8 @@ constexpr char SOURCE_MODULE[] = "util/i_charstr";
 /// Room for any number, a `float` in full among them: sign, 39 digits, point, 6 decimals, NUL.
 constexpr std::size_t kNumberRoom = 48;
 
-/// The largest file that is read, in bytes: what `length` can tell. A directory can be opened and
-/// claims to be larger still.
-constexpr long kLargestFile = 0x7ffffffe;
-
-struct FileCloser {
-    void operator()(std::FILE* file) const { std::fclose(file); }
-};
+/// The largest file that is read, in bytes: what `length` can tell.
+constexpr std::int64_t kLargestFile = 0x7ffffffe;
 
 const char* notNull(const char* s) {
     ZOR_ASSERT(s != nullptr, "s");
@@ -79,19 +76,22 @@ CharString::CharString(const char* path, const char* mode) {
 }
 
 bool CharString::readFile(const char* path, const char* mode) {
+    ZOR_ASSERT(mode != nullptr, "mode");
     if (access(path, R_OK) != 0) {
         traceTexts("KEL LibUtil: Charstring couldnt read file ", path);
         return false;
     }
-    const std::unique_ptr<std::FILE, FileCloser> file(std::fopen(path, mode));
+    const FileStream file = openFile(path, mode);
     if (!file) return false;
-    std::fseek(file.get(), 0, SEEK_END);
-    const long size = std::ftell(file.get());
+    std::int64_t size = seekToEnd(file.get());
     if (size < 1 || size > kLargestFile) return false;
-    std::rewind(file.get());
-    text.resize(static_cast<std::size_t>(size));
-    text.resize(std::fread(text.data(), 1, text.size(), file.get()));
-    text.resize(std::strlen(text.c_str()));
+    const auto read = readFromStart(file.get(), &size);
+    if (!read) return false;
+    try {
+        text = read.get();
+    } catch (const std::bad_alloc&) {
+        return false;
+    }
     refreshed();
     return true;
 }

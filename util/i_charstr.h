@@ -62,8 +62,9 @@ class CharString {
     CharString(const CharString& other);
 
     /// The text of the file `path`, opened with the `fopen` mode `mode`, up to its first NUL. A
-    /// null path, a file that can't be opened and an empty one leave an empty text and kFailFile; a
-    /// file that this process may not read (or that isn't there) also writes one trace line.
+    /// null path, a file that can't be opened, an empty one, one without a size (a directory) and
+    /// one that can't be held leave an empty text and kFailFile; a file that this process may not
+    /// read (or that isn't there) also writes one trace line.
     CharString(const char* path, const char* mode);
 
     /// Releases the text. An array made by `split` goes back with `delete[]`.
@@ -117,7 +118,8 @@ class CharString {
     CharString& operator<<(long value) { return appendLong(value); }
     /// "%ld" of the same bits.
     CharString& operator<<(unsigned long value) { return appendLong(static_cast<long>(value)); }
-    /// "%ld" of the low 32 bits, taken as signed, on every machine. What may need more is a `long`.
+    /// "%ld" of the low 32 bits, taken as signed, on every machine. No form prints more than 32
+    /// bits everywhere: a `long` does so where it is wider.
     CharString& operator<<(long long value) { return appendInt(static_cast<std::int32_t>(value)); }
     /// "%f", six decimals.
     CharString& operator<<(float value);
@@ -207,7 +209,8 @@ class CharString {
     /// quote runs on to the first word that ends with one: the words are joined by one blank each,
     /// and the quotes go. A word in there that itself begins with a quote is read by the same
     /// rule. Without a closing quote the token is all the words that there are, and kFailText is
-    /// set; once a failure bit is set, a quoted token takes no more than two words.
+    /// set. Once a failure bit is set, a quoted token ends with its second word, and that loses its
+    /// last byte as if it were the closing quote.
     /// The array form knows its room; a bare pointer must hold kTokenCapacity bytes. A token that
     /// doesn't fit with its NUL is refused: kFailText, target and text unchanged.
     template <std::size_t N>
@@ -276,8 +279,13 @@ class CharString {
     CharString& xmlLeaf(const char* tag, const char* value);
     /// The same with the value by "%ld".
     CharString& xmlLeaf(const char* tag, long value);
-    /// The same; it also tells a plain 0 from a null text.
+    /// The same; it also tells a plain 0 from a null text, and takes the enums without a width.
     CharString& xmlLeaf(const char* tag, int value) { return xmlLeaf(tag, long{value}); }
+    /// The same for every other integer, cast to `long`.
+    template <std::integral Number>
+    CharString& xmlLeaf(const char* tag, Number value) {
+        return xmlLeaf(tag, static_cast<long>(value));
+    }
     /// "<tag>".
     CharString& xmlOpen(const char* tag);
     /// "</tag>".

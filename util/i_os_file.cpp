@@ -7,7 +7,6 @@
 #include <cerrno>
 #include <cstring>
 #include <memory>
-#include <new>
 
 #include "util/i_os_file_stream.h"
 #include "util/i_os_thread.h"
@@ -19,7 +18,7 @@ namespace {
 constexpr mode_t kDirectoryMode = 0777;  // before the process's umask
 constexpr int kReadTries = 5;
 constexpr std::int32_t kReadPause = 100;  // ms behind each try that left no open file
-constexpr long kLeastText = 2;            // bytes; a shorter file reads as the empty text
+constexpr std::int64_t kLeastText = 2;    // bytes; a shorter file reads as the empty text
 
 int makeDirectory(const char* path) {
     errno = 0;
@@ -56,12 +55,13 @@ void reportNoStream(const CharString& name, const char* mode, int error) {
     traceTexts("OpenOrCreateFile: error open", detail.c_str());
 }
 
-// The stream of the first try that finds something, or of the last one; `size` becomes its size.
-FileStream openForReading(const char* name, bool quick, long* size) {
+// The stream of the first try that finds something, or of the last one; `size` becomes its size,
+// below 0 if it has none.
+FileStream openForReading(const char* name, bool quick, std::int64_t* size) {
     for (int i = 1; i <= kReadTries; ++i) {
         FileStream stream = openFile(name, "rb");
         *size = stream ? seekToEnd(stream.get()) : 0;
-        if (stream && (*size > 0 || i == kReadTries)) return stream;
+        if (stream && (*size != 0 || i == kReadTries)) return stream;
         if (stream && quick) i = kReadTries - 1;  // the next try is the last
         stream.reset();
         threadSleep(kReadPause);
@@ -113,7 +113,7 @@ std::FILE* OpenOrCreateFile(const CharString& name, const char* mode) {
     std::FILE* stream = std::fopen(name.c_str(), mode);
     if (!stream) stream = std::fopen(name.c_str(), std::strchr(mode, 'b') ? "w+b" : "w+");
     if (stream) {
-        std::fseek(stream, 0, SEEK_END);
+        seekToEnd(stream);
     } else {
         reportNoStream(name, mode, errno);
     }
@@ -121,13 +121,9 @@ std::FILE* OpenOrCreateFile(const CharString& name, const char* mode) {
 }
 
 char* ReadWholeFile(const char* name, short quick) {
-    long size = 0;
+    std::int64_t size = 0;
     const FileStream stream = openForReading(name, quick != 0, &size);
-    if (!stream) return nullptr;
+    if (!stream || size < 0) return nullptr;
     if (size < kLeastText) return new char[1]();
-    char* const text = new (std::nothrow) char[static_cast<std::size_t>(size) + 1];
-    if (!text) return nullptr;
-    std::rewind(stream.get());
-    text[std::fread(text, 1, static_cast<std::size_t>(size), stream.get())] = '\0';
-    return text;
+    return readFromStart(stream.get(), &size).release();
 }

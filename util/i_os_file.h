@@ -39,5 +39,6 @@ std::FILE* OpenOrCreateFile(const CharString& name, const char* mode);
 /// Reads a file that another process may still be writing: up to 5 tries, each that gets no file
 /// or an empty one followed by 100 ms of sleep; with `quick`, an empty file goes straight on to the
 /// last try. Gives a terminated text of `new char[]` that belongs to the caller; a file of less
-/// than 2 bytes gives the empty text; null if there is none.
+/// than 2 bytes gives the empty text. Null if there is no file, for a directory or something else
+/// without a size (at once), and for a file that is larger than the memory that can be had.
 char* ReadWholeFile(const char* name, short quick);

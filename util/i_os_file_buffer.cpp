@@ -6,7 +6,6 @@
 #include <cerrno>
 #include <limits>
 #include <memory>
-#include <new>
 
 #include "util/i_os_file.h"
 #include "util/i_os_file_stream.h"
@@ -53,23 +52,14 @@ bool writeTrailer(std::FILE* stream, const char* body, std::int32_t size) {
            writeItem(stream, &checksum, sizeof checksum);
 }
 
-// How many bytes of the stream are body; 0 or less means that there is nothing to read.
-std::int32_t bodySize(std::FILE* stream, bool checksum) {
-    const long end = seekToEnd(stream);
-    if (end < 0 || end > std::numeric_limits<std::int32_t>::max()) return 0;
-    return static_cast<std::int32_t>(end) - (checksum ? kTrailerSize : 0);
-}
-
-// Reads up to `*size` bytes from the start; `*size` becomes what came.
-std::unique_ptr<char[]> readBody(std::FILE* stream, std::int32_t* size) {
-    const auto wanted = static_cast<std::size_t>(*size);
-    std::unique_ptr<char[]> body(new (std::nothrow) char[wanted + 1]);
-    if (!body) return nullptr;
-    std::rewind(stream);
-    const std::size_t got = std::fread(body.get(), 1, wanted, stream);
-    body[got] = '\0';
-    *size = static_cast<std::int32_t>(got);
-    return body;
+// How many bytes of the stream are to be read as body. 0 or less means that there is nothing to
+// read, or more than a buffer's length can tell.
+std::int64_t bodySize(std::FILE* stream, std::int32_t maximum, bool checksum) {
+    const std::int64_t end = seekToEnd(stream);
+    if (end < 0) return 0;
+    const std::int64_t body = end - (checksum ? kTrailerSize : 0);
+    if (maximum > 0 && body > maximum) return maximum;
+    return body <= std::numeric_limits<std::int32_t>::max() ? body : 0;
 }
 
 void dropInconsistent(const char* name) {
@@ -101,11 +91,13 @@ char* CreateBufFromFile(const char* name, short binary, std::int32_t* size, std:
     if (!FileExists(name)) return nullptr;
     FileStream stream = openFile(name, binary ? "rb" : "r");
     if (!stream) return nullptr;
-    *size = bodySize(stream.get(), checksum != 0);
-    if (*size <= 0) return nullptr;
-    if (maximum > 0 && *size > maximum) *size = maximum;
-    auto body = readBody(stream.get(), size);
-    const bool consistent = !body || !checksum || trailerHolds(stream.get(), body.get(), *size);
+    std::int64_t length = bodySize(stream.get(), maximum, checksum != 0);
+    *size = static_cast<std::int32_t>(length);
+    if (length <= 0) return nullptr;
+    auto body = readFromStart(stream.get(), &length);
+    if (!body) return nullptr;
+    *size = static_cast<std::int32_t>(length);
+    const bool consistent = !checksum || trailerHolds(stream.get(), body.get(), *size);
     stream.reset();
     if (consistent) return body.release();
     dropInconsistent(name);

@@ -19,10 +19,11 @@ std::uint16_t Crc16(std::uint8_t count, const char* buffer);
 ///
 /// A `maximum` above 0 bounds the bytes read. With `checksum` the last 8 bytes are the trailer and
 /// don't count; the two aren't used together. Gives null, with nothing removed, if the file is
-/// absent, can't be opened, holds nothing (with `checksum`: 8 bytes or less, which leaves -8 to 0
-/// in `*size`) or more than 2,147,483,647 bytes. A file that fails its check is traced and removed:
-/// null, with the length of its body in `*size`. So a file without a trailer is lost when it is
-/// read with `checksum`.
+/// absent, can't be opened, is a directory or something else without a size, holds nothing (with
+/// `checksum`: 8 bytes or less, which leaves -8 to 0 in `*size`), or has more to read than `*size`
+/// can tell (2,147,483,647 bytes) or than there is memory for. A file that fails its check is
+/// traced and removed: null, with the length of its body in `*size`. So a file without a trailer is
+/// lost when it is read with `checksum`.
 char* CreateBufFromFile(const char* name, short binary, std::int32_t* size, std::int32_t maximum,
                         short checksum);
 

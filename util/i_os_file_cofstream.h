@@ -13,6 +13,7 @@ class Cofstream : public CharString {
     explicit Cofstream(const CharString& name);
     Cofstream(const Cofstream&) = delete;
     Cofstream& operator=(const Cofstream&) = delete;
+    using CharString::operator=;  // what isn't written yet may be replaced like any text
     /// Saves what is left and closes, so that a file never saved to exists afterwards, empty.
     ~Cofstream();
 
