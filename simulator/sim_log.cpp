@@ -35,19 +35,22 @@ std::string stamp() {
                    now.tv_nsec / kNanosecondsOfMs);
 }
 
+/// The line as it goes out, or nothing of a blank one.
 std::string finished(std::string_view line) {
-    std::string text(stamped(line) ? std::string(line.substr(0, kStampSize)) : stamp());
+    const std::string time(stamped(line) ? std::string(line.substr(0, kStampSize)) : stamp());
     if (stamped(line)) line.remove_prefix(kStampSize);
-    if (served > 0 && !line.starts_with("console ")) text += simText("console %d: ", served);
-    text += line.substr(0, line.find_last_not_of(" \r") + 1);
-    return text += '\n';
+    line = line.substr(0, line.find_last_not_of(" \r") + 1);
+    if (line.empty()) return "";
+    const bool named = served == 0 || line.starts_with("console ");
+    return time + (named ? "" : simText("console %d: ", served)) + std::string(line) + '\n';
 }
 
 template <typename Use>
 void eachLine(std::string_view text, const Use& use) {
     while (!text.empty()) {
         const std::string_view line = text.substr(0, text.find('\n'));
-        if (line.find_first_not_of(" \r") != std::string_view::npos) use(finished(line));
+        const std::string whole = finished(line);
+        if (!whole.empty()) use(whole);
         text.remove_prefix(std::min(line.size() + 1, text.size()));
     }
 }

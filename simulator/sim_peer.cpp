@@ -48,18 +48,20 @@ bool simIsOwnAddress(in_addr address) {
 }
 
 // An answer often goes out as several small frames: none waits until the one before is
-// acknowledged. Without a probe a vanished console that is owed nothing would stay for ever; one
-// that is owed something is given up as soon as one that reads nothing.
+// acknowledged. Without a probe a vanished console that is owed nothing would stay for ever. One
+// that is owed something is given up by the system a little later than a write is, so that the
+// write can tell why it ends.
 void simTunePeer(std::int32_t fd, int unread) {
     constexpr int kSilence = 240;  // s; a console that is there sends a ping each 120 s
     constexpr int kBetween = 30;   // s between two probes
     constexpr int kProbes = 4;     // without an answer
+    constexpr int kLater = 30;     // s
     setOption(fd, IPPROTO_TCP, TCP_NODELAY, 1);
     setOption(fd, IPPROTO_TCP, TCP_KEEPIDLE, kSilence);
     setOption(fd, IPPROTO_TCP, TCP_KEEPINTVL, kBetween);
     setOption(fd, IPPROTO_TCP, TCP_KEEPCNT, kProbes);
     setOption(fd, SOL_SOCKET, SO_KEEPALIVE, 1);
-    setOption(fd, IPPROTO_TCP, TCP_USER_TIMEOUT, unread * 1'000);
+    setOption(fd, IPPROTO_TCP, TCP_USER_TIMEOUT, (unread + kLater) * 1'000);
     const timeval limit{unread, 0};
     setsockopt(fd, SOL_SOCKET, SO_SNDTIMEO, &limit, sizeof limit);
 }

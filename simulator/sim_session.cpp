@@ -95,8 +95,10 @@ bool SimSession::takeText(FrameReader& reader, const MsgHeader& header) {
     return true;
 }
 
-// A peer that sends nothing but junk must not fill the log.
+// A peer that sends nothing but junk must not fill the log, with what is left in the reader's
+// memory neither.
 void SimSession::complain(const char* what) {
+    if (complaints_ == kMostComplaints) return;
     traceTexts(what);
     if (++complaints_ < kMostComplaints) return;
     traceTexts("too much that is no frame of a console, hung up");

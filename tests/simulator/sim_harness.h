@@ -7,6 +7,7 @@
 #include <signal.h>
 #include <sys/wait.h>
 
+#include <chrono>
 #include <cstdlib>
 #include <memory>
 #include <string>
@@ -20,7 +21,8 @@ namespace support {
 /// it.
 class SimProcess {
   public:
-    explicit SimProcess(const std::string& arguments) {
+    /// Words of the shell may stand `before` it: a limit of the system.
+    explicit SimProcess(const std::string& arguments, const std::string& before = "") {
         int ends[2];
         EXPECT_EQ(pipe2(ends, O_CLOEXEC), 0);
         child_ = fork();
@@ -30,7 +32,7 @@ class SimProcess {
             // The dead-lock that `locks` makes on purpose is the server's own to report.
             setenv("TSAN_OPTIONS", "detect_deadlocks=0", 1);
             const std::string line =
-                "exec " ZOR_EMULATOR " " ZOR_BINARY_DIR "/zor_sim " + arguments;
+                before + "exec " ZOR_EMULATOR " " ZOR_BINARY_DIR "/zor_sim " + arguments;
             execl("/bin/sh", "sh", "-c", line.c_str(), nullptr);
             _exit(127);
         }
@@ -79,6 +81,15 @@ class SimProcess {
     std::string said_;
 };
 
+/// Calls `there` until it holds, as long as a test is patient. Gives whether it did.
+template <typename Condition>
+bool eventually(const Condition& there) {
+    const auto limit = std::chrono::steady_clock::now() + std::chrono::milliseconds(kPatience);
+    while (!there())
+        if (std::chrono::steady_clock::now() > limit) return false;
+    return true;
+}
+
 struct Answer {
     int op = 0;
     std::string body = "nothing came";
@@ -87,10 +98,18 @@ struct Answer {
 /// A console made of a bare socket, with the greeting taken.
 class RawConsole : public Link {
   public:
-    explicit RawConsole(int port) : Link(connectTo(port)) {
-        const std::string greeting = receiveFrame().body;
+    static int connectTo(int port) {
+        const int fd = socket(AF_INET, SOCK_STREAM | SOCK_CLOEXEC, 0);
+        sockaddr_in address{};
+        address.sin_family = AF_INET;
+        address.sin_port = htons(static_cast<std::uint16_t>(port));
+        address.sin_addr.s_addr = htonl(INADDR_LOOPBACK);
+        EXPECT_EQ(connect(fd, reinterpret_cast<sockaddr*>(&address), sizeof address), 0);
+        return fd;
+    }
+
+    explicit RawConsole(int port) : Link(connectTo(port)), greeting(receiveFrame().body) {
         std::sscanf(greeting.c_str(), "\nzor_sim: you are console %d.", &number);
-        EXPECT_GT(number, 0) << greeting;
     }
 
     Answer receiveFrame() {
@@ -124,18 +143,8 @@ class RawConsole : public Link {
         return "";
     }
 
-    int number = 0;
-
-  private:
-    static int connectTo(int port) {
-        const int fd = socket(AF_INET, SOCK_STREAM | SOCK_CLOEXEC, 0);
-        sockaddr_in address{};
-        address.sin_family = AF_INET;
-        address.sin_port = htons(static_cast<std::uint16_t>(port));
-        address.sin_addr.s_addr = htonl(INADDR_LOOPBACK);
-        EXPECT_EQ(connect(fd, reinterpret_cast<sockaddr*>(&address), sizeof address), 0);
-        return fd;
-    }
+    const std::string greeting;
+    int number = 0;  // 0 if the greeting tells none
 };
 
 }  // namespace support
