@@ -9,6 +9,7 @@
 
 #include "console.h"
 #include "console_session.h"
+#include "out_of_memory.h"
 #include "standard_descriptors.h"
 
 namespace {
@@ -16,6 +17,13 @@ namespace {
 constexpr std::int32_t kDefaultPort = 3595;
 constexpr std::size_t kHostSize = 80;  // bytes, terminator included
 constexpr int kBadCommandLine = 2;     // exit status
+
+constexpr char kNoMemory[] = "zor_console: no memory is left\n";
+
+// In front of the constructors of static objects, which already need memory.
+[[gnu::constructor(101)]] void prepareForNoMemory() {
+    endOrderlyWithoutMemory<kNoMemory>();
+}
 
 struct Server {
     char host[kHostSize] = "";

@@ -9,6 +9,7 @@
 #include <cstdlib>
 #include <new>
 
+#include "util/i_assert.h"
 #include "util/i_os_frames.h"
 
 // Process-wide state, constant-initialised. All of it is guarded by dlTableLock, but the two
@@ -17,6 +18,8 @@ constinit DlThread* dlThreadList = nullptr;
 pthread_mutex_t dlTableLock = PTHREAD_MUTEX_INITIALIZER;
 
 namespace {
+
+constexpr char SOURCE_MODULE[] = "util/i_os";
 
 void dlDefaultFatal(const char* text);
 
@@ -48,7 +51,7 @@ DlThread* findOrAddRecord() {
         if (pthread_equal(r->id, self)) return r;
     }
     void* const memory = std::malloc(sizeof(DlThread));
-    if (!memory) std::abort();  // without its record a thread can't be told from another
+    ZOR_ASSERT(memory != nullptr, "memory != NULL");  // no thread can be told apart without it
     auto* const added = new (memory) DlThread{};
     added->next = dlThreadList;
     added->id = self;
