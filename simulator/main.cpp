@@ -6,6 +6,7 @@
 #include <cstdlib>
 #include <cstring>
 
+#include "out_of_memory.h"
 #include "simulator/sim_deadlock.h"
 #include "simulator/sim_server.h"
 #include "simulator/sim_settings.h"
@@ -15,6 +16,12 @@ namespace {
 
 constexpr int kExitFailure = 1;
 constexpr int kExitUsage = 2;
+constexpr char kNoMemory[] = "zor_sim: no memory is left\n";
+
+// In front of the constructors of static objects, which already need memory.
+[[gnu::constructor(101)]] void prepareForNoMemory() {
+    endOrderlyWithoutMemory<kNoMemory>();
+}
 
 /// Reads the command line. Ends the process where no server is asked for, and on a wrong word.
 SimSettings readCommandLine(int count, char** words) {
