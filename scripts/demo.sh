@@ -1,6 +1,7 @@
 #!/usr/bin/env bash
 # Builds the console and the simulator, starts the simulator on a free loopback port, and puts the
-# operator at the console. Ctrl-C ends both. Words given to it are forwarded to the server.
+# operator at the console. Ctrl-C ends both. Words given to it are forwarded to the server, which
+# takes consoles of this machine only.
 set -euo pipefail
 . "$(dirname "$0")/lib.sh"
 
@@ -28,5 +29,5 @@ for _ in $(seq 100); do
 done
 [ -n "$port" ] || { echo "the simulator did not start:" >&2; cat "$log" >&2; exit 1; }
 
-echo "zor_sim listens on port $port; type help, and Ctrl-C to end."
+echo "zor_sim listens on port $port, for consoles of this machine; type help, and Ctrl-C to end."
 build/release/zor_console 127.0.0.1 "$port" "$@"

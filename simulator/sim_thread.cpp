@@ -1,5 +1,7 @@
 #include "simulator/sim_thread.h"
 
+#include <sys/mman.h>
+
 #include <atomic>
 #include <memory>
 #include <new>
@@ -11,6 +13,16 @@
 namespace {
 
 constexpr std::int32_t kLook = 10;  // ms between two looks at the count
+
+// A thread that has begun can't do without a record of its locks, whose lack ends the process. So
+// none is started unless its stack and some more are there.
+constexpr std::size_t kSpare = 6'000'000;  // bytes, which nothing touches
+
+bool isMemoryLeft() {
+    void* const spare =
+        ::mmap(nullptr, kSpare, PROT_READ | PROT_WRITE, MAP_PRIVATE | MAP_ANONYMOUS, -1, 0);
+    return spare != MAP_FAILED && ::munmap(spare, kSpare) == 0;
+}
 
 std::atomic<int> running{0};
 
@@ -50,6 +62,7 @@ void* run(void* argument) {
 }  // namespace
 
 bool simStartThread(const std::string& name, std::function<void()> work) {
+    if (!isMemoryLeft()) return false;
     const auto start = std::make_shared<Start>(std::move(work));
     auto argument = std::make_unique<std::shared_ptr<Start>>(start);
     ++running;

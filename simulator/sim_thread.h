@@ -10,7 +10,8 @@
 
 /// Runs `work` on a new thread that stands in the thread table under `name` (11 bytes of it) before
 /// `work` begins, and leaves the table behind it. A thread that finds no memory ends, and tells it
-/// in the log. Gives false if no thread can be started; `work` is then dropped. Any thread.
+/// in the log. Gives false if no thread can be started, or next to no memory is left; `work` is
+/// then dropped. Any thread.
 bool simStartThread(const std::string& name, std::function<void()> work);
 
 /// Waits until all threads started here have ended, at most `limit` ms. Gives whether they have.
