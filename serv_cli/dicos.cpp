@@ -3,6 +3,7 @@
 #include <cstring>
 #include <iterator>
 #include <string>
+#include <string_view>
 
 #include "util/i_assert.h"
 #include "util/i_charstr.h"
@@ -16,7 +17,7 @@ constexpr char SOURCE_MODULE[] = "serv_cli/dicos";
 constexpr std::size_t kMaskBits = 32;
 constexpr std::size_t kWrapLength = 51;      // characters from which on a line of names is broken
 constexpr std::size_t kMaskTextRoom = 1500;  // bytes, more than the longest list of these tables
-constexpr int kPadColumn = 35;               // characters in front of the padded column
+constexpr std::size_t kPadColumn = 35;       // characters in front of the padded column
 
 // The tables without a public count: a row lost or doubled is found here and not in a trace.
 static_assert(std::size(tb_callbackinfo) == 8 && std::size(tb_actions) == 75);
@@ -71,10 +72,9 @@ char* mask_names(char* destination, std::int32_t mask, const char* const* table,
 }
 
 void pad_column(CharString& text, const char* first, const char* second) {
-    const char* const last_feed = std::strrchr(text.c_str(), '\n');
-    const char* const last_line = last_feed ? last_feed + 1 : text.c_str();
-    const int missing = kPadColumn - static_cast<int>(std::strlen(last_line));
-    for (int blank = 0; blank < missing; ++blank)
+    const std::string_view all(text.c_str(), static_cast<std::size_t>(text.length()));
+    const std::size_t last_line = all.rfind('\n') + 1;  // 0 where there is no line feed
+    for (std::size_t width = all.size() - last_line; width < kPadColumn; ++width)
         text << ' ';
     text << first;
     if (second) text << "  " << second;

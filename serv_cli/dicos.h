@@ -36,8 +36,8 @@ const char* name_of_id(std::int32_t id, const IdName* table, std::size_t size);
 /// The caller provides the room for the whole text.
 char* mask_names(char* destination, std::int32_t mask, const char* const* table, std::size_t size);
 
-/// Appends blanks until the last line of `text` is 35 characters long, then `first`, and, where
-/// `second` is not null, two blanks and `second`. A longer line gets no blank.
+/// Appends blanks until the last line of `text` is 35 characters long (zero bytes count too), then
+/// `first`, and, where `second` is not null, two blanks and `second`. A longer line gets no blank.
 void pad_column(CharString& text, const char* first, const char* second);
 
 /// Lookups by index. An unknown value gives the empty text.

@@ -32,10 +32,23 @@ char* textUnderCursor(l_univ& queue) {
     return static_cast<char*>(queue.item_pointer(t_neutre));
 }
 
+// A signal ends a wait early. Whoever went on then would use what another thread holds, and give
+// back later what was never granted: so the wait begins anew until its grant is there.
+void waitForGrant(ReadWriteLock* lock) {
+    while (!rwLock(lock, kExclusive)) {
+    }
+}
+
+// The same for a post: without it a text would be taken whose count stays.
+void waitForPost(sem_t* signal) {
+    while (!semLock(signal, kNoLimit)) {
+    }
+}
+
 // Holds a list's `clients_lock` to the end of its scope.
 class ClientsHold {
   public:
-    explicit ClientsHold(ReadWriteLock* lock) : lock_(lock) { rwLock(lock_, kExclusive); }
+    explicit ClientsHold(ReadWriteLock* lock) : lock_(lock) { waitForGrant(lock_); }
     ~ClientsHold() { rwUnlock(lock_, kExclusive); }
     ClientsHold(const ClientsHold&) = delete;
     ClientsHold& operator=(const ClientsHold&) = delete;
@@ -76,7 +89,7 @@ short Elt_Supervision::put_parametre(const char* text) {
 }
 
 const char* Elt_Supervision::get_parametre() {
-    semLock(signal, kNoLimit);
+    waitForPost(signal);
     const MutexHold hold(queue_lock, SOURCE_MODULE, __LINE__);
     if (!waiting()) return nullptr;
     parametres->start();
@@ -126,7 +139,7 @@ List_Client_Supervision::List_Client_Supervision()
 
 // The lock is taken and never given back: nobody gets in between its end and the list's.
 List_Client_Supervision::~List_Client_Supervision() {
-    rwLock(clients_lock, kExclusive);
+    waitForGrant(clients_lock);
     rwDestroy(clients_lock);
     delete clients_lock;
 }
@@ -192,7 +205,7 @@ char* List_Client_Supervision::takeText(const ClientId* client) {
     }
     setThreadTrace(kMarkReadFound);  // without the lock: a thread without a slot pauses here
     if (text) return text;
-    semLock(mailbox->signal, kNoLimit);
+    waitForPost(mailbox->signal);
     const ClientsHold hold(clients_lock);
     return mailbox->takeFirst();
 }

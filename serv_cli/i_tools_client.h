@@ -5,7 +5,8 @@
 // `Elt_Supervision` is one mailbox; `List_Client_Supervision` finds the mailbox of a client and may
 // be used by any thread. Two locks work here, always taken in this order: the list's
 // `clients_lock`, which guards the list, and each mailbox's `queue_lock`, which guards its queue. A
-// thread waits for a text with neither held, so it never stops the others.
+// thread waits for a text with neither held, so it never stops the others. A signal ends no wait
+// here: it is told as a failed "semLock", and the wait goes on.
 //
 // The order of a queue: a text goes in behind the queue's cursor, which lands on it; a taking
 // leaves the cursor on the text that followed. So the queue is first in, first out while no text is

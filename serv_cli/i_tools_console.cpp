@@ -34,6 +34,11 @@ bool isLocal(const ClientId& client) {
     return client == ClientId(-1, -1);
 }
 
+/// Before every wait for the local operator, who is to see the question before answering it.
+void showWhatWasPrinted() {
+    std::fflush(stdout);
+}
+
 bool takesOneOff(int key) {
     return key == '\b' || key == '\n' || key == '\r';
 }
@@ -56,13 +61,17 @@ short client_alive(const ClientId* client) {
 
 short client_input_ready(const ClientId* client) {
     if (!client) return 0;
-    if (isLocal(*client)) return WaitFdReadable(STDIN_FILENO, kInputWait) == 1;
+    if (isLocal(*client)) {
+        showWhatWasPrinted();
+        return WaitFdReadable(STDIN_FILENO, kInputWait) == 1;
+    }
     return client_ready_hook ? client_ready_hook(client) : short{0};
 }
 
 int client_read(const ClientId* client, char* buffer, int length) {
     if (!client) return 0;
     if (isLocal(*client)) {
+        showWhatWasPrinted();
         setThreadTrace(kReadMark);
         return static_cast<int>(read(STDIN_FILENO, buffer, static_cast<std::size_t>(length)));
     }
@@ -89,6 +98,7 @@ void client_printf(ClientId client, const char* format, ...) {
 }
 
 int read_key() {
+    showWhatWasPrinted();
     return std::getchar();
 }
 
@@ -96,9 +106,9 @@ int client_getc(const ClientId* client) {
     if (isLocal(*client)) return read_key();
     char key[2] = "";
     client_printf(*client, kKeyByKey);
-    client_read(client, key, 1);
+    const int count = client_read(client, key, 1);
     client_printf(*client, kLineByLine);
-    return static_cast<unsigned char>(key[0]);
+    return count > 0 ? static_cast<unsigned char>(key[0]) : 0;
 }
 
 void client_clear(const ClientId* client, short remote_too) {

@@ -10,6 +10,13 @@
 // sent whole and alone: "<on-canonique>\n" asks for each key at once, "<off-canonique>\n" for whole
 // lines again, "<clear-screen>\n" for an empty screen.
 //
+// The local operator sees what was printed before any of these calls waits for input: each flushes
+// standard output first. Standard input has to be unbuffered, by `setvbuf(stdin, nullptr, _IONBF,
+// 0)` before anything is read: `read_key` takes its keys through the C library, while `client_read`
+// and `client_input_ready` look at descriptor 0 and know nothing of keys that lie in its buffer. At
+// a terminal in line mode nothing arrives before the operator ends a line; keys come one by one
+// only where the program has set the terminal for it.
+//
 // No lock is taken. Two threads that prompt the same client would mix its keys: one prompt per
 // client at a time. The hooks are set before the first of these calls and then left alone.
 
@@ -58,7 +65,7 @@ void client_write(ClientId client, const CharString* text);
 int read_key();
 
 /// One key of a client: for the local one `read_key`, for a remote one a byte as an unsigned value,
-/// or 0 when nothing came. `client` is not null.
+/// or 0 when its read delivered nothing. `client` is not null.
 int client_getc(const ClientId* client);
 
 /// Clears the client's screen. The local one is always cleared, a remote one only with `remote_too`
@@ -69,9 +76,14 @@ void client_clear(const ClientId* client, short remote_too);
 void console_clear();
 
 /// Asks for one line and sets `*answer` to a heap text of at most 255 bytes, without its line feeds
-/// at the end (a carriage return stays); empty when nothing came. `prompt` is a format without
-/// values, so a percent sign in it is written twice. What the variable held before is not released.
-/// `client` is not null.
+/// at the end (a carriage return stays). `prompt` is a format without values, so a percent sign in
+/// it is written twice. What the variable held before is not released. `client` is not null.
+///
+/// The answer is what one `client_read` delivers. At the end of input, or when the client is gone,
+/// it is an empty text, never null, and looks like an empty line: `client_alive` tells a remote
+/// client that is gone, nothing tells the end of standard input. Several lines that come in one
+/// piece, as from a pipe or pasted, are one answer with the line feeds between them; only those at
+/// the end go. The rest of a line beyond 255 bytes is the next answer.
 void client_ask(const ClientId* client, const char* prompt, char** answer);
 
 /// Shows what fits the typed text; its result is not looked at.

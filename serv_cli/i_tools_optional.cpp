@@ -116,7 +116,7 @@ void GetOptShort(std::int16_t* out, char** cursor) {
 
 void traceOptShort(const char* label, std::int32_t value) {
     if (isPresent(value))
-        traceValues(label, static_cast<std::int16_t>(value));
+        traceValues(label, value);
     else
         traceTexts(label, kNotUsed);
 }

@@ -63,8 +63,10 @@ void GetOptCharString(CharString** out, char** cursor, const char* limit);
 /// Reads an optional value, without limits.
 void GetOptShort(std::int16_t* out, char** cursor);
 
-/// Traces the label with the value, or with "Not Used" when it is absent.
+/// Traces the label with the value, all 32 bits of it, or with "Not Used" when it is absent, as
+/// PutOptShort would have it.
 void traceOptShort(const char* label, std::int32_t value);
+/// Traces the label with the text, or with "Not Used" when it is null.
 void traceOptText(const char* label, const char* text);
 
 /// Makes room for `extra` bytes behind the `used` ones. If the capacity doesn't hold them it grows

@@ -3,6 +3,7 @@
 #include <fcntl.h>
 #include <netdb.h>
 #include <netinet/in.h>
+#include <netinet/tcp.h>
 #include <sys/select.h>
 #include <sys/socket.h>
 #include <sys/utsname.h>
@@ -12,6 +13,7 @@
 #include <cstdio>
 #include <cstring>
 #include <ctime>
+#include <mutex>
 
 #include "util/i_assert.h"
 #include "util/i_charstr.h"
@@ -30,6 +32,10 @@ constexpr int kAddressTextSize = 40;
 
 // Set and cleared by any thread; nothing in the layer reads it on this platform.
 std::atomic<short> network_started{0};
+
+// Keeps a descriptor that is being hung up from being closed meanwhile, when the system could have
+// given its number to another socket already. Held by any thread, never across a wait.
+std::mutex hang_up_guard;
 
 bool isLoss(int error) {
     return error == ECONNRESET || error == ENOTCONN || error == ESHUTDOWN;
@@ -206,7 +212,11 @@ std::int32_t Connection::Write(const void* buffer, std::int32_t length) {
 }
 
 void Connection::Close() {
-    const std::int32_t old_fd = fd.exchange(-1);
+    std::int32_t old_fd;
+    {
+        const std::lock_guard hold(hang_up_guard);
+        old_fd = fd.exchange(-1);
+    }
     if (old_fd <= 0) return;
     if (verboseIpc) std::printf("Connection::Close, fd= %d\n", static_cast<int>(old_fd));
     if (::shutdown(old_fd, SHUT_RDWR) == -1 && errno != EBADF && errno != ENOTCONN)
@@ -214,10 +224,20 @@ void Connection::Close() {
     if (::close(old_fd) == -1 && errno != EBADF) reportCloseFault(old_fd, "close", errno);
 }
 
+void Connection::HangUp() {
+    const std::lock_guard hold(hang_up_guard);
+    if (fd > 0) ::shutdown(fd, SHUT_RDWR);
+}
+
 void Connection::SetNonBlocking() {
     if (fd == -1) return;
     const int flags = ::fcntl(fd, F_GETFL);
     if (flags != -1) ::fcntl(fd, F_SETFL, flags | O_NONBLOCK);
+}
+
+short Connection::SetNoDelay() {
+    const int on = 1;
+    return ::setsockopt(fd, IPPROTO_TCP, TCP_NODELAY, &on, sizeof on) == 0;
 }
 
 short Connection::WaitReadable(std::int32_t timeout) const {

@@ -3,8 +3,11 @@
 // number of bytes, writes and closes. Failures come back as results; nothing here throws.
 //
 // Threads: one thread at a time may read a connection. An ExwConnection may be written to and
-// closed by any number of threads beside that reader. Its owner deletes it only when no other
-// thread can touch it any more.
+// closed by any number of threads beside that reader. HangUp is for any thread and never waits.
+// The owner deletes a connection only when no other thread can touch it any more.
+//
+// Signals: a wait, a connect or an Accept that a signal ends early is a failure like any other and
+// gives 0; a write gives -1, or the bytes that went out before. A read is tried again.
 //
 // Every wait rests on the descriptor sets of the system, so a descriptor of 1,024 or above can't be
 // waited for: such a wait fails as a failed `select` does.
@@ -27,12 +30,24 @@ class Connection {
     /// Sends with one system call and gives its result: the bytes taken, which may be fewer than
     /// `length`, or -1. Gives 0 on a closed connection. A peer that is gone is a failed write and
     /// raises no signal.
+    ///
+    /// One frame, one Write: put header and body into one buffer (MsgToSend does). In two writes
+    /// the second part may wait for the peer's acknowledgement of the first, some 40 ms each time,
+    /// unless SetNoDelay was called; and a frame of another thread may come between them.
     virtual std::int32_t Write(const void* buffer, std::int32_t length);
 
     /// Ends the connection in both directions and gives the descriptor back. `fd` is -1 first of
     /// all, so a second Close does nothing. Descriptor 0 is forgotten, never closed: it is
     /// standard input, whoever put it here.
     virtual void Close();
+
+    /// Ends the connection in both directions and keeps the descriptor, so that whoever is inside
+    /// a read, a Write, a wait or an Accept of it wakes at once: reads give what had come and then
+    /// 0, writes -1, Accept 0. Never waits, even beside a Write that is stuck on a peer that
+    /// doesn't read, where Close would wait for it. What was written and hasn't gone out yet still
+    /// goes. Any thread, any number of times, also beside a Close; nothing on a closed connection
+    /// or on what is no socket. The owner calls Close, or deletes the object, when all have left.
+    void HangUp();
 
     /// Connects to `hostname` (a dotted address, a name, or empty for this machine) at the low 16
     /// bits of `port`, after closing what was open. With `blocking` 0 it gives up after 1,000 ms,
@@ -62,6 +77,11 @@ class Connection {
     /// Makes the descriptor non-blocking; does nothing on a closed connection.
     void SetNonBlocking();
 
+    /// Sends small pieces at once instead of gathering them until the peer has acknowledged the
+    /// last ones (TCP_NODELAY); for either side, after ConnectService or Accept. Gives 1, or 0 if
+    /// there is no TCP socket.
+    short SetNoDelay();
+
     /// WaitFdReadable on `fd`.
     short WaitReadable(std::int32_t timeout) const;
 
@@ -74,8 +94,17 @@ class Connection {
     /// the smallest socket buffers for the clients to come. Gives 1 if `fd` listens, else 0.
     short CreateService(std::int32_t port, short reuse, std::int32_t backlog, short tuned);
 
+    /// CreateService on the loopback address alone: clients of this machine reach it at 127.0.0.1,
+    /// other machines don't.
+    short CreateLocalService(std::int32_t port, short reuse, std::int32_t backlog, short tuned);
+
+    /// The socket's own port, which the system chose if the service was asked for port 0; 0 if
+    /// there is none.
+    std::int32_t SocketPort() const;
+
     /// Takes the next client into `client`, whose earlier descriptor is forgotten and not closed.
-    /// With `blocking` 0 it gives 0 at once if nobody waits. Gives 1 if a client was taken.
+    /// With `blocking` 0 it gives 0 at once if nobody waits. Gives 1 if a client was taken. The
+    /// client's own reads and writes wait either way; SetNonBlocking on it changes that.
     short Accept(Connection& client, short blocking);
 
     /// Writes the socket's own address as dotted text into `buffer` of at least 20 bytes and gives
@@ -97,6 +126,8 @@ class Connection {
 
   private:
     void finishConnect();
+    short listenOn(std::uint32_t address, std::int32_t port, short reuse, std::int32_t backlog,
+                   short tuned);
 };
 
 /// A Connection that several threads may write to: each Write goes out whole, and no Close comes

@@ -23,7 +23,7 @@ void HostToDotted(const char* host, char* buffer, std::int32_t size);
 
 /// Whether `name` means this machine (1 or 0). In this order: an empty name doesn't; a name that
 /// contains "localhost" anywhere does; so does this machine's own name; so does a text that begins
-/// with the four numbers of this machine's address, points between them; and so does a name
-/// without a point that is looked up to the same address. If this machine's own name can't be
-/// looked up, four zeros stand for its address.
+/// with the four numbers of this machine's address, points or blanks between them ("10.0.0.7" and
+/// "10 0. 0 7" alike); and so does a name without a point that is looked up to the same address. If
+/// this machine's own name can't be looked up, four zeros stand for its address.
 short IsLocalHost(const char* name);

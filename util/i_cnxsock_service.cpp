@@ -1,4 +1,4 @@
-// The listening side of Connection, and its two small reports.
+// The listening side of Connection, and its small reports.
 
 #include <arpa/inet.h>
 #include <netinet/in.h>
@@ -39,24 +39,41 @@ void tune(int socket_fd) {
     }
 }
 
-/// Binds the socket to `port` on any address of this machine.
-bool bindTo(int socket_fd, std::int32_t port) {
-    sockaddr_in address{};
-    address.sin_family = AF_INET;
-    PutPort(static_cast<std::uint16_t>(port), reinterpret_cast<unsigned char*>(&address.sin_port));
-    return bind(socket_fd, reinterpret_cast<const sockaddr*>(&address), sizeof address) == 0;
+/// Binds the socket to `port` on an address of this machine.
+bool bindTo(int socket_fd, std::uint32_t address, std::int32_t port) {
+    sockaddr_in place{};
+    place.sin_family = AF_INET;
+    place.sin_addr.s_addr = htonl(address);
+    PutPort(static_cast<std::uint16_t>(port), reinterpret_cast<unsigned char*>(&place.sin_port));
+    return bind(socket_fd, reinterpret_cast<const sockaddr*>(&place), sizeof place) == 0;
+}
+
+/// Where the socket stands; false if it has no address.
+bool ownPlace(int socket_fd, sockaddr_in& place) {
+    socklen_t length = sizeof place;
+    return getsockname(socket_fd, reinterpret_cast<sockaddr*>(&place), &length) == 0;
 }
 
 }  // namespace
 
 short Connection::CreateService(std::int32_t port, short reuse, std::int32_t backlog, short tuned) {
+    return listenOn(INADDR_ANY, port, reuse, backlog, tuned);
+}
+
+short Connection::CreateLocalService(std::int32_t port, short reuse, std::int32_t backlog,
+                                     short tuned) {
+    return listenOn(INADDR_LOOPBACK, port, reuse, backlog, tuned);
+}
+
+short Connection::listenOn(std::uint32_t address, std::int32_t port, short reuse,
+                           std::int32_t backlog, short tuned) {
     NetworkStart();
     Close();
     const int socket_fd = socket(AF_INET, SOCK_STREAM, 0);
     if (socket_fd < 0) return 0;
     bool ready = reuse == 0 || setOption(socket_fd, SOL_SOCKET, SO_REUSEADDR, 1);
     if (ready && tuned == 1) tune(socket_fd);  // 1 alone asks for it, other values don't
-    ready = ready && bindTo(socket_fd, port);
+    ready = ready && bindTo(socket_fd, address, port);
     if (!ready) {
         close(socket_fd);
         return 0;
@@ -77,13 +94,17 @@ short Connection::Accept(Connection& client, short blocking) {
 
 short Connection::SocketAddress(char* buffer) const {
     if (fd < 0) return 0;
-    sockaddr_in address{};
-    socklen_t length = sizeof address;
-    if (getsockname(fd, reinterpret_cast<sockaddr*>(&address), &length) != 0) return 0;
+    sockaddr_in place{};
+    if (!ownPlace(fd, place)) return 0;
     char text[kAddressTextSize] = "";  // longer than any address: its last byte stays zero
-    inet_ntop(AF_INET, &address.sin_addr, text, sizeof text);
+    inet_ntop(AF_INET, &place.sin_addr, text, sizeof text);
     std::memcpy(buffer, text, sizeof text);
     return 1;
+}
+
+std::int32_t Connection::SocketPort() const {
+    sockaddr_in place{};
+    return ownPlace(fd, place) ? ntohs(place.sin_port) : 0;
 }
 
 void Connection::Print() const {

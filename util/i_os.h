@@ -6,5 +6,6 @@
 #include "util/i_os_mutex.h"
 #include "util/i_os_sync.h"
 #include "util/i_os_table.h"
+#include "util/i_os_task.h"
 #include "util/i_os_thread.h"
 #include "util/i_os_time.h"

@@ -13,7 +13,8 @@ using ThreadEntry = void* (*)(void* argument);
 /// Starts `entry(argument)` as a detached thread with a stack of 2,097,152 bytes, whatever the
 /// ignored arguments say, and enters it in the thread table under `name`, which is copied. Gives
 /// the new thread's id, or 0 if it can't be started. A failed system call is reported through
-/// `ErrorIpc` with the number 11. The entry may run before the thread stands in the table.
+/// `ErrorIpc` with the number 11. The entry may run before the thread stands in the table, and a
+/// short one may be done by then: threadStart (i_os_task.h) runs what has to leave the table again.
 std::uint32_t threadCreate(const char* name, ThreadEntry entry, long ignored1, long ignored2,
                            void* argument, short ignored3);
 

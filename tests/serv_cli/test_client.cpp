@@ -1,10 +1,14 @@
 #include <gtest/gtest.h>
+#include <pthread.h>
 
+#include <csignal>
 #include <thread>
 
 #include "serv_cli/i_tools_client.h"
+#include "util/i_os_sync.h"
 #include "util/i_os_table.h"
 #include "util/i_os_thread.h"
+#include "util/i_trace.h"
 
 // A slot of the thread table for this thread: without one every mark costs a pause.
 struct Slot {
@@ -69,6 +73,53 @@ TEST_F(ClientTest, ClientsAreFoundByTheirTwoKeys) {
     EXPECT_EQ(clients.client_known(&same), 1);  // the second one with these keys
     clients.remove_clients_of(1);
     EXPECT_EQ(clients.count(), 1);
+}
+
+/// Runs `wait` on a thread and ends its wait by signals; `release` gives it what it waits for.
+static void expectToWaitThroughSignals(const std::function<void()>& wait,
+                                       const std::function<void()>& release) {
+    static std::atomic<int> interrupted;
+    std::atomic<bool> done = false;
+    interrupted = 0;
+    errorIpcHandler = [](short, const char*, const char*, const char*) { ++interrupted; };
+    struct sigaction ends_waits {};  // without SA_RESTART
+    ends_waits.sa_handler = [](int) {};
+    sigaction(SIGUSR1, &ends_waits, nullptr);
+    std::thread waiting([&] {
+        wait();
+        done = true;
+    });
+    for (int i = 0; i < 20'000 && interrupted < 2 && !done; ++i) {
+        pthread_kill(waiting.native_handle(), SIGUSR1);
+        std::this_thread::sleep_for(std::chrono::microseconds(500));
+    }
+    EXPECT_GE(interrupted, 2) << "it waited again";
+    EXPECT_FALSE(done) << "it went on without what it waited for";
+    release();
+    waiting.join();
+    errorIpcHandler = nullptr;
+}
+
+TEST_F(ClientTest, ASignalEndsNoWaitForTheLock) {
+    rwLock(clients.clients_lock, 1);
+    expectToWaitThroughSignals([this] { EXPECT_EQ(clients.client_known(&id), 0); },
+                               [this] { rwUnlock(clients.clients_lock, 1); });
+    EXPECT_EQ(rwLock(clients.clients_lock, 1, 0), 1) << "given back";
+    EXPECT_EQ(rwLock(clients.clients_lock, 1, 0), 0) << "and not more than that";
+    rwUnlock(clients.clients_lock, 1);
+    auto* const dying = new List_Client_Supervision;
+    ReadWriteLock* const lock = dying->clients_lock;
+    rwLock(lock, 1);
+    expectToWaitThroughSignals([dying] { delete dying; }, [lock] { rwUnlock(lock, 1); });
+}
+
+TEST_F(ClientTest, ASignalEndsNoWaitForAText) {
+    Elt_Supervision* const mailbox = add(1, 2);
+    const auto post = [mailbox] { mailbox->put_parametre("posted"); };
+    expectToWaitThroughSignals([&] { EXPECT_STREQ(mailbox->get_parametre(), "posted"); }, post);
+    EXPECT_EQ(semLock(mailbox->signal, 0), 0) << "it took its count";
+    EXPECT_EQ(read(id), "posted");
+    expectToWaitThroughSignals([this] { EXPECT_EQ(read(id), "posted"); }, post);
 }
 
 TEST_F(ClientTest, ManyPostersOneReaderEachAndClientsThatComeAndGo) {

@@ -98,10 +98,14 @@ TEST(Dicos, LongMasksBreakIntoIndentedLines) {
 
 TEST(Dicos, PadsTheLastLineToTheColumn) {
     CharString empty, longer("abc\nd"), full(std::string(40, 'x').c_str());
+    CharString with_zero("before\nabc");
+    with_zero.setChar(8, '\0');
     pad_column(empty, "v", nullptr);
     pad_column(longer, "v", "w");
     pad_column(full, "v", "");
+    pad_column(with_zero, "v", nullptr);
     EXPECT_EQ(std::string(35, ' ') + "v", empty.c_str());
     EXPECT_EQ("abc\nd" + std::string(34, ' ') + "v  w", longer.c_str());
     EXPECT_EQ(std::string(40, 'x') + "v  ", full.c_str());
+    EXPECT_EQ(with_zero.length(), 7 + 35 + 1) << "a zero byte is a character like the others";
 }

@@ -1,6 +1,10 @@
+#include <fcntl.h>
 #include <gmock/gmock.h>
 #include <netinet/tcp.h>
 #include <sys/socket.h>
+#include <unistd.h>
+
+#include <thread>
 
 #include "support/captured_trace.h"
 #include "support/feed.h"
@@ -46,6 +50,76 @@ TEST(Service, ReuseAndTuningAreSetWhenAskedForExactly) {
             EXPECT_EQ(option(service, SOL_SOCKET, size) < option(plain, SOL_SOCKET, size),
                       tuned == 1);
     }
+}
+
+TEST(Service, ALocalServiceTellsItsPortAndTakesClientsOfThisMachineAlone) {
+    Connection listener, client, stranger;
+    EXPECT_EQ(listener.SocketPort(), 0);
+    ASSERT_EQ(listener.CreateLocalService(0, 1, 5, 1), 1);
+    EXPECT_EQ(listener.SocketPort(), portOf(listener));
+    EXPECT_EQ(option(listener, IPPROTO_TCP, TCP_NODELAY), 1);
+    EXPECT_EQ(client.ConnectService("127.0.0.1", listener.SocketPort(), 1, 0), 1);
+    EXPECT_EQ(stranger.ConnectService("127.0.0.2", listener.SocketPort(), 1, 0), 0);
+    char text[20];
+    EXPECT_EQ(listener.SocketAddress(text), 1);
+    EXPECT_STREQ(text, "127.0.0.1");
+}
+
+TEST(Service, AClientBlocksHoweverItWasAcceptedAndSendsAtOnceIfAsked) {
+    Connection listener, client, served;
+    ASSERT_EQ(listener.CreateLocalService(0, 0, 5, 0), 1);
+    ASSERT_EQ(client.ConnectService("127.0.0.1", listener.SocketPort(), 1, 0), 1);
+    ASSERT_EQ(listener.WaitReadable(30'000), 1);
+    listener.SetNonBlocking();
+    ASSERT_EQ(listener.Accept(served, 0), 1);
+    EXPECT_EQ(fcntl(served.fd, F_GETFL) & O_NONBLOCK, 0);
+    for (Connection* const side : {&client, &served}) {
+        EXPECT_EQ(option(*side, IPPROTO_TCP, TCP_NODELAY), 0);
+        EXPECT_EQ(side->SetNoDelay(), 1);
+        EXPECT_EQ(option(*side, IPPROTO_TCP, TCP_NODELAY), 1);
+        side->Close();
+        EXPECT_EQ(side->SetNoDelay(), 0);
+    }
+}
+
+// Reader, writer and acceptor are each inside their call, or about to be: either way they end.
+TEST(Service, AHangUpWakesEverybodyAtOnce) {
+    alarm(60);  // whoever isn't woken waits without limit
+    Connection listener, client;
+    ExwConnection served;
+    ASSERT_EQ(listener.CreateLocalService(0, 0, 5, 0), 1);
+    ASSERT_EQ(client.ConnectService("127.0.0.1", listener.SocketPort(), 1, 0), 1);
+    ASSERT_EQ(listener.Accept(served, 1), 1);
+    std::thread acceptor([&listener] {
+        Connection nobody;
+        EXPECT_EQ(listener.Accept(nobody, 1), 0);
+    });
+    std::thread reader([&served] {
+        char byte;
+        EXPECT_EQ(served.ReadBlock(&byte, 1, 0, nullptr), 0);
+    });
+    std::thread writer([&served] {
+        const std::string chunk(1 << 20, 'w');
+        const auto size = static_cast<std::int32_t>(chunk.size());
+        while (served.Write(chunk.data(), size) == size) {  // the client never reads
+        }
+    });
+    while (served.WaitWritable(0) == 1) std::this_thread::yield();  // until the writer is stuck
+    served.HangUp();
+    listener.HangUp();
+    for (std::thread* const woken : {&acceptor, &reader, &writer}) woken->join();
+    alarm(0);
+    EXPECT_GE(served.fd, 0) << "the descriptor stays the owner's";
+    served.HangUp();
+    served.Close();
+    served.HangUp();
+    Connection pipe_end;
+    int ends[2];
+    ASSERT_EQ(pipe(ends), 0);
+    pipe_end.fd = ends[0];
+    pipe_end.HangUp();  // no socket: nothing happens
+    EXPECT_EQ(pipe_end.WaitReadable(0), 0);
+    close(ends[1]);
 }
 
 }  // namespace
