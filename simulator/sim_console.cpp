@@ -2,6 +2,7 @@
 
 #include <algorithm>
 #include <cstring>
+#include <new>
 #include <utility>
 
 #include "norba/i_msg.h"
@@ -52,7 +53,10 @@ SimConsole::SimConsole(const SimHouse& house, std::string address)
       address_(std::move(address)),
       connected_at_(simSeconds()),
       typed_at_(connected_at_) {
-    semInit(&room_, kMostFromConsole);
+    if (!semInit(&room_, kMostFromConsole)) {
+        semDestroy(room_);
+        throw std::bad_alloc();  // what the system lacks is memory for it; there is no console then
+    }
 }
 
 SimConsole::~SimConsole() {

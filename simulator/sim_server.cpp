@@ -99,6 +99,13 @@ void SimServer::admit(Connection& taken) {
                                   settings_.consoles));
         return told(surplus_, "refused " + address + ": all places for consoles are taken");
     }
-    tracePrintf("console %d: connected from %s", session->number(), address.c_str());
-    SimSession::start(session);
+    try {
+        tracePrintf("console %d: connected from %s", session->number(), address.c_str());
+        SimSession::start(session);
+    } catch (
+        const std::bad_alloc&) {  // it may stand in the list without a thread that takes it out
+        session->disconnect();
+        SimClients::instance().leave(*session);
+        throw;
+    }
 }
