@@ -3,11 +3,11 @@
 #include <execinfo.h>
 
 #include <algorithm>
-#include <array>
 #include <cinttypes>
 #include <cstdio>
 #include <cstdlib>
 #include <new>
+#include <optional>
 
 #include "util/i_assert.h"
 #include "util/i_os_frames.h"
@@ -26,9 +26,18 @@ void dlDefaultFatal(const char* text);
 DlPrintFunction dlPrint = printf;
 DlFatalFunction dlFatal = dlDefaultFatal;
 constinit unsigned thread_count = 0;  // records in dlThreadList
+constinit std::uint32_t reports = 0;  // made so far: the clock by which a ring is known again
+constinit bool printing = false;      // a report is being written
 
 // The caller's record once it has one; spares the walk of dlThreadList.
 constinit thread_local DlThread* own_record = nullptr;
+
+// The calls of the fatal function that this thread's reports ask for.
+struct FatalCalls {
+    unsigned owed;
+    bool running;
+};
+constinit thread_local FatalCalls fatal_calls{0, false};
 
 // Entries of a call stack that no report shows: they lie in this layer and in mutexGet.
 constexpr int kHiddenFrames = 2;
@@ -83,9 +92,16 @@ inline void setOwner(DlMutex* m, DlThread* owner) {
     m->owner.store(owner, std::memory_order_relaxed);
 }
 
+void setWaitingThread(DlThread* t, DlThread* owner) {
+    if (t->waiting_thread == owner) return;
+    t->waiting_thread = owner;
+    t->waits_since = reports;
+}
+
 void beginAttempt(DlThread* t, DlMutex* m) {
     t->waiting_mutex = m;
     t->waiting_thread = ownerOf(m);
+    t->waits_since = reports;
     t->previous_attempt = nullptr;
     t->next_attempt = m->first_attempt;
     if (t->next_attempt) t->next_attempt->previous_attempt = t;
@@ -105,7 +121,7 @@ void endAttempt(DlThread* t) {
 
 void setWaiters(const DlMutex* m, DlThread* new_owner) {
     for (DlThread* r = m->first_attempt; r; r = r->next_attempt) {
-        if (r != new_owner) r->waiting_thread = new_owner;
+        if (r != new_owner) setWaitingThread(r, new_owner);
     }
 }
 
@@ -114,19 +130,25 @@ void clearWaiters(const DlMutex* m, const DlThread* old_owner) {
         // The old owner stands here itself if its fatal function got the lock that it reported.
         if (r->waiting_thread != old_owner && r != old_owner)
             dlPrint("RemoveThreadWaiting Invalid data\n");
-        r->waiting_thread = nullptr;
+        setWaitingThread(r, nullptr);
     }
 }
 
+// One writer at a time: the owner, or whoever holds dlTableLock over a lock that is being got.
+inline std::int32_t addToCount(DlMutex* m, std::int32_t step) {
+    const std::int32_t count = m->count.load(std::memory_order_relaxed) + step;
+    m->count.store(count, std::memory_order_relaxed);
+    return count;
+}
+
 void addToOwned(DlThread* t, DlMutex* m) {
-    if (m->count == 0) {
+    if (addToCount(m, 1) == 1) {
         setOwner(m, t);
         m->next_owned = t->owned;
         m->previous_owned = nullptr;
         if (t->owned) t->owned->previous_owned = m;
         t->owned = m;
     }
-    ++m->count;
 }
 
 void takeFromOwned(DlThread* t, DlMutex* m) {
@@ -139,15 +161,6 @@ void takeFromOwned(DlThread* t, DlMutex* m) {
     m->next_owned = nullptr;
     m->previous_owned = nullptr;
     setOwner(m, nullptr);
-}
-
-bool closesCycle(const DlMutex* m, const DlThread* t) {
-    const DlThread* p = ownerOf(m);
-    for (unsigned steps = 0; p && steps < thread_count; ++steps) {
-        if (p == t) return true;
-        p = p->waiting_thread;
-    }
-    return false;
 }
 
 std::uintptr_t number(const void* address) {
@@ -188,36 +201,91 @@ void printDeadLock(const DlThread* t, const DlMutex* m) {
     }
 }
 
+// A ring that `t` isn't in, of an earlier report, is left after as many steps as there are threads.
+bool closesRing(const DlThread* t) {
+    const DlThread* p = t->waiting_thread;
+    for (unsigned steps = 0; p && steps < thread_count; ++steps) {
+        if (p == t) return true;
+        p = p->waiting_thread;
+    }
+    return false;
+}
+
+// Whether a report has shown the ring that `t` is in. A thread waits for one other, so it is in one
+// ring at most; and that ring was told if none of its edges is younger than the last report that
+// showed this attempt.
+bool isToldRing(const DlThread* t) {
+    const DlThread* p = t;
+    do {
+        if (p->waits_since >= t->shown_in) return false;
+        p = p->waiting_thread;
+    } while (p != t);
+    return true;
+}
+
+[[gnu::cold, gnu::noinline]] void tellRing(DlThread* t) {
+    ++reports;
+    DlThread* member = t;
+    do {
+        member->shown_in = reports;
+        member = member->waiting_thread;
+    } while (member != t);
+    printing = true;
+    printDeadLock(t, t->waiting_mutex);
+    printing = false;
+    ++fatal_calls.owed;  // not before: a take of the print function calls nothing
+}
+
+// Searches for a ring that the attempt of `t` closes, with dlTableLock held, and tells it if no
+// report has shown it yet. A lock that `t` owns by now, got inside the attempt, makes no ring; and
+// what a print function takes inside a report isn't searched, or reports would stand in reports.
+void search(DlThread* t) {
+    if (t->waiting_thread == t || printing || !closesRing(t)) [[likely]]
+        return;
+    if (!isToldRing(t)) tellRing(t);
+}
+
 // What a take has to remember between its two rounds on the tables. A print or fatal function that
 // takes a Mutex makes an attempt inside the one that is being reported; the outer one comes back
 // when the inner one ends.
 struct Take {
-    DlMutex* outer = nullptr;
-    std::array<void*, kDlStackRoom> outer_stack;  // set with `outer`
-    bool dead_lock = false;
+    std::optional<DlThread> outer;  // the thread's record with the attempt that was set aside
 };
 
-// Sets an attempt aside for another one of the same thread.
-[[gnu::cold]] void interruptAttempt(DlThread* t, Take& take) {
+[[gnu::cold]] void setAside(DlThread* t, Take& take) {
     const TableHold hold;
-    take.outer = t->waiting_mutex;
-    std::copy_n(t->call_stack, kDlStackRoom, take.outer_stack.begin());
+    take.outer = *t;
     endAttempt(t);
+}
+
+// Begins an attempt on `m`. Where it is the same wait as the one set aside, a ring that was told of
+// that one was told of this one.
+void continueAttempt(DlThread* t, DlMutex* m, const DlThread& aside) {
+    beginAttempt(t, m);
+    t->shown_in = aside.shown_in;
+    if (m == aside.waiting_mutex && t->waiting_thread == aside.waiting_thread)
+        t->waits_since = aside.waits_since;
 }
 
 void endCallStack(DlThread* t, int frames) {
     if (frames < kDlStackRoom) t->call_stack[frames] = nullptr;
 }
 
-// The round before the wait, with dlTableLock held: notes the attempt and searches. A ring met
-// inside a report isn't told: it may be the reported one, and its report would meet it again,
-// without end.
-void noteAttempt(DlThread* t, DlMutex* m, Take& take) {
-    beginAttempt(t, m);
-    if (closesCycle(m, t) && !take.outer) [[unlikely]] {
-        take.dead_lock = true;
-        printDeadLock(t, m);
-    }
+// The round before the wait, with dlTableLock held: notes the attempt and searches.
+void noteAttempt(DlThread* t, DlMutex* m, const Take& take) {
+    if (take.outer) [[unlikely]]
+        continueAttempt(t, m, *take.outer);
+    else
+        beginAttempt(t, m);
+    search(t);
+}
+
+// The outer attempt is noted again. While it was set aside it closed no ring, so a ring that others
+// closed meanwhile is found here.
+[[gnu::cold, gnu::noinline]] void takeUpAgain(DlThread* t, const DlThread& aside) {
+    std::copy_n(aside.call_stack, kDlStackRoom, t->call_stack);
+    continueAttempt(t, aside.waiting_mutex, aside);
+    search(t);
 }
 
 // The round after the wait, which ended with `code`.
@@ -228,26 +296,30 @@ void settleAttempt(DlThread* t, DlMutex* m, int code, const Take& take) {
         setWaiters(m, t);
         addToOwned(t, m);
     }
-    if (take.outer) [[unlikely]] {
-        std::copy_n(take.outer_stack.begin(), kDlStackRoom, t->call_stack);
-        beginAttempt(t, take.outer);
-    }
+    if (take.outer) [[unlikely]]
+        takeUpAgain(t, *take.outer);
 }
 
-// A fatal function may end its thread, which unwinds through here. No attempt may stay behind then:
-// a later thread takes the record over, and the lock may be gone.
+// Calls the fatal function once for each report, never inside itself: what it reports by a take of
+// its own is followed by another call when it returns. It may end its thread, which unwinds through
+// here. No attempt may stay behind then: a later thread takes the record over, and the lock may be
+// gone.
 [[gnu::cold, gnu::noinline]] void callFatal(DlThread* t) {
-    struct Attempt {
-        ~Attempt() {
-            if (goes_on) return;
+    if (fatal_calls.running) return;
+    struct Calls {
+        ~Calls() {
+            fatal_calls = {0, false};
+            if (done) return;
             const TableHold hold;
             endAttempt(thread);
         }
         DlThread* thread;
-        bool goes_on;
-    } attempt{t, false};
-    dlFatal("DeadLock");
-    attempt.goes_on = true;
+        bool done;
+    } calls{t, false};
+    fatal_calls.running = true;
+    for (; fatal_calls.owed > 0; --fatal_calls.owed)
+        dlFatal("DeadLock");
+    calls.done = true;
 }
 
 }  // namespace
@@ -257,7 +329,7 @@ int dlMutexInit(DlMutex* m, const pthread_mutexattr_t* attribute, const char* na
     m->previous_owned = nullptr;
     setOwner(m, nullptr);
     m->name = name;
-    m->count = 0;
+    m->count.store(0, std::memory_order_relaxed);
     m->first_attempt = nullptr;
     return pthread_mutex_init(&m->real_lock, attribute);
 }
@@ -273,12 +345,12 @@ int dlMutexInit(DlMutex* m, const pthread_mutexattr_t* attribute, const char* na
     // the count of a lock that it owns.
     if (ownerOf(m) == t) {
         const int code = pthread_mutex_lock(&m->real_lock);
-        if (code == 0) ++m->count;
+        if (code == 0) addToCount(m, 1);
         return code;
     }
     Take take;
     if (t->waiting_mutex) [[unlikely]]
-        interruptAttempt(t, take);
+        setAside(t, take);
     const bool owned = ownerOf(m) != nullptr;
     if (owned) {
         endCallStack(t, backtrace(t->call_stack, kDlStackRoom));
@@ -295,7 +367,7 @@ int dlMutexInit(DlMutex* m, const pthread_mutexattr_t* attribute, const char* na
     }
     noteAttempt(t, m, take);
     pthread_mutex_unlock(&dlTableLock);
-    if (take.dead_lock) [[unlikely]]
+    if (fatal_calls.owed != 0) [[unlikely]]
         callFatal(t);
     const int code = pthread_mutex_lock(&m->real_lock);
     settleAttempt(t, m, code, take);
@@ -314,8 +386,8 @@ int dlMutexTryLock(DlMutex* m) {
 
 int dlMutexUnlock(DlMutex* m) {
     DlThread* const t = dlCurrentThread();
-    if (ownerOf(m) == t && m->count > 1) {  // a recursive hold goes on, seen by its owner alone
-        --m->count;
+    if (ownerOf(m) == t && m->count.load(std::memory_order_relaxed) > 1) {  // a recursive hold
+        addToCount(m, -1);
         return pthread_mutex_unlock(&m->real_lock);
     }
     {
@@ -323,8 +395,9 @@ int dlMutexUnlock(DlMutex* m) {
         if (ownerOf(m) != t) {
             dlPrint("Unlock Mutex (%s) not from the owner\n", m->name);
         } else {
-            if (--m->count < 0) dlPrint("MutexCount <0 ???\n");
-            if (m->count == 0) {
+            const std::int32_t count = addToCount(m, -1);
+            if (count < 0) dlPrint("MutexCount <0 ???\n");
+            if (count == 0) {
                 takeFromOwned(t, m);
                 clearWaiters(m, t);
             }
@@ -339,7 +412,7 @@ int dlMutexDestroy(DlMutex* m) {
         if (DlThread* const owner = ownerOf(m)) {
             dlPrint("pthread_mutex_destroy with one owner for mutex (%s)\n", m->name);
             takeFromOwned(owner, m);
-            m->count = 0;
+            m->count.store(0, std::memory_order_relaxed);
         }
     }
     return pthread_mutex_destroy(&m->real_lock);

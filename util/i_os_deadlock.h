@@ -36,6 +36,13 @@
 // Mutex, no trace and no CharString. Its one lock is dlTableLock, a bare pthread mutex, the
 // innermost lock of the process, never held across a wait for a real lock. The system's try-lock is
 // used nowhere. docs/dead-lock-detector.md tells how to read a report.
+//
+// A program may walk dlThreadList with dlTableLock held, by pthread_mutex_lock. It then finds, at
+// every moment: a lock has an owner exactly while its count is above 0, and then stands in that
+// owner's owned list; a waiting thread is the owner of the waiting mutex; a thread stands in the
+// attempts of its waiting mutex. What moves under its eyes, because the owner writes it without
+// dlTableLock, is a count above 0, which stays above 0; and a call stack outside an attempt, which
+// may be half written: read `call_stack` only where `waiting_mutex` is set.
 
 #include <pthread.h>
 
@@ -45,14 +52,15 @@
 struct DlThread;
 
 /// One lock. The record stands inside its user (a Mutex) and isn't copied or moved. Guarded by
-/// dlTableLock, except `real_lock`; `owner` and `count` are also read by the owner itself without
-/// it, since nobody else changes them while it is the owner.
+/// dlTableLock, except `real_lock`. `owner` is also read without it. While the count is above 0 the
+/// owner alone changes it, and does so without dlTableLock in all takes but the first and all
+/// releases but the last.
 struct DlMutex {
-    DlMutex* next_owned;           ///< next in the owner's owned list; null at the end
-    DlMutex* previous_owned;       ///< previous in that list; null at the head
-    std::atomic<DlThread*> owner;  ///< null when free
-    const char* name;              ///< not copied: must outlive the record
-    std::int32_t count;            ///< how many times the owner holds it
+    DlMutex* next_owned;              ///< next in the owner's owned list; null at the end
+    DlMutex* previous_owned;          ///< previous in that list; null at the head
+    std::atomic<DlThread*> owner;     ///< null when free
+    const char* name;                 ///< not copied: must outlive the record
+    std::atomic<std::int32_t> count;  ///< how many times the owner holds it
     pthread_mutex_t real_lock;
     DlThread* first_attempt;  ///< the threads in an attempt on this lock
 };
@@ -60,7 +68,8 @@ struct DlMutex {
 constexpr int kDlStackRoom = 10;  ///< code addresses kept of an attempt
 
 /// One thread that ever called a lock operation. Records are malloc'd and never freed; a later
-/// thread with the same pthread_self takes the record over. Guarded by dlTableLock.
+/// thread with the same pthread_self takes the record over. Guarded by dlTableLock, except the call
+/// stack: the thread itself fills it without, before it notes its attempt.
 struct DlThread {
     DlThread* next;            ///< in dlThreadList
     pthread_t id;              ///< pthread_self of the thread
@@ -70,6 +79,8 @@ struct DlThread {
     void* call_stack[kDlStackRoom];  ///< of the last attempt; null-ended if shorter
     DlThread* next_attempt;          ///< in the list of `waiting_mutex`
     DlThread* previous_attempt;      ///< in that list; null at the head
+    std::uint32_t waits_since;       ///< reports of the process when `waiting_thread` got its value
+    std::uint32_t shown_in;          ///< number of the last report whose ring this thread was in
 };
 
 /// Head of the list of all thread records, the newest first; it only grows.
@@ -84,7 +95,10 @@ extern pthread_mutex_t dlTableLock;
 /// a wait for it here would stop every thread that uses a lock.
 using DlPrintFunction = int (*)(const char* format, ...);
 /// Gets the text "DeadLock" after a report, on the reporting thread, with no lock of this layer
-/// held: it may trace, may take any Mutex, and may end its thread, whose attempt ends with it.
+/// held: it may trace, may take any Mutex, and may end its thread, whose attempt ends with it. It
+/// is called once for each report, but never inside itself: if a take of its own closes another
+/// ring, that one's report is written at once, and its call follows when the running one has
+/// returned.
 using DlFatalFunction = void (*)(const char* text);
 
 /// Makes `m` a free lock around a new system mutex with `attribute`. Result of pthread_mutex_init.
@@ -93,10 +107,11 @@ int dlMutexInit(DlMutex* m, const pthread_mutexattr_t* attribute, const char* na
 /// Takes `m`, after the search for a dead-lock if another thread owns it. Gives the result of
 /// pthread_mutex_lock: 0 when held, else nothing has changed.
 ///
-/// If the fatal function returns, the attempt reports no more and waits for the real lock, in a
-/// true dead-lock for ever. A take made by the print or the fatal function during a report only
-/// waits: it reports no ring. The search takes at most as many steps as there are thread records,
-/// so it also ends when it meets an older dead-lock of other threads.
+/// A ring is told once. If the fatal function returns, the attempt waits for the real lock, in a
+/// true dead-lock for ever. A take made by the fatal function sets this attempt aside; when it is
+/// noted again, it is searched again, and tells a ring that was closed meanwhile. A take made by
+/// the print function during a report only waits. The search takes at most as many steps as there
+/// are thread records, so it also ends when it meets an older dead-lock of other threads.
 int dlMutexLock(DlMutex* m);
 
 /// Takes `m` like dlMutexLock and *waits* like it: not a test. It leaves no trace while it waits,

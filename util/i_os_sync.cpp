@@ -1,5 +1,6 @@
 #include "util/i_os_sync.h"
 
+#include <cerrno>
 #include <cstring>
 #include <thread>
 
@@ -18,9 +19,13 @@ constexpr short kInitFamily = 18;
 constexpr short kLockFamily = 19;
 constexpr short kUnLockFamily = 20;
 
+// Leaves `errno` as the failed call set it, so that a caller can tell a signal from a fault.
 bool succeeded(int code, short family, const char* operation) {
-    if (code != 0) ErrorIpc(family, "i_os", operation, code);
-    return code == 0;
+    if (code == 0) return true;
+    const int reason = errno;
+    ErrorIpc(family, "i_os", operation, code);
+    errno = reason;
+    return false;
 }
 
 char* heapCopy(const char* text) {

@@ -8,6 +8,9 @@
 //
 // The wait flag of all operations: 0 tries once and doesn't wait; any other value waits without
 // limit. -1, which callers pass, is no time-out: no timed wait exists.
+//
+// A signal ends a wait without limit: it fails with EINTR in `errno`, is reported, and takes
+// nothing. Whoever has to have what he waits for asks again, and gives back only what was granted.
 
 #include <semaphore.h>
 

@@ -1,6 +1,7 @@
 #include "util/i_os_table.h"
 
 #include <algorithm>
+#include <cerrno>
 #include <cstdio>
 #include <cstring>
 #include <mutex>
@@ -171,9 +172,11 @@ void setThreadWaitNote(const char* file, int line) {
     std::snprintf(slot->wait_note, sizeof slot->wait_note, "%s %d", tail, line);
 }
 
+// A signal that ends the wait resumes nobody.
 short threadSuspend(std::uint32_t id) {
     SlotSemaphore* const shared = borrowSemaphore(id);
-    if (shared) semLock(shared->semaphore, -1);
+    while (shared && !semLock(shared->semaphore, -1) && errno == EINTR)
+        continue;
     giveBack(shared);
     return 0;
 }

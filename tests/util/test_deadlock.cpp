@@ -161,6 +161,52 @@ TEST(DeadLock, TheThreadThatClosesARingSaysSoHoweverTheyRace) {
     }
 }
 
+// Both rings run through `holder` and `asker`: the second is closed while the fatal function of the
+// first waits for `log`, which sets the reported attempt aside.
+TEST(DeadLock, ARingClosedWhileTheFatalFunctionWaitsIsToldAsWell) {
+    static Mutex* const* lock = nullptr;
+    static int calls = 0;
+    enum { kFirst, kSecond, kWanted, kLog };
+    const auto give_first_then_second = [](const char*) {
+        mutexRel(lock[calls == 0 ? kFirst : kSecond]);
+        ++calls;
+        get(lock[kLog]);
+        mutexRel(lock[kLog]);
+    };
+    const auto is_waited_for = [](int which) {
+        await([which] { return lock[which]->lock_record.first_attempt != nullptr; });
+    };
+    dlInit(record, give_first_then_second);
+    const Locks locks(4);
+    lock = locks.data();
+    calls = 0;
+    get(lock[kLog]);
+    std::jthread holder([&] {
+        get(lock[kFirst]);
+        get(lock[kSecond]);
+        is_waited_for(kFirst);
+        get(lock[kWanted]);
+        mutexRel(lock[kWanted]);
+    });
+    await([] { return lock[kSecond]->lock_record.owner != nullptr; });
+    std::jthread asker([&] {
+        get(lock[kWanted]);
+        get(lock[kFirst]);
+        is_waited_for(kLog);
+        get(lock[kSecond]);
+        for (const int held : {kSecond, kFirst, kWanted}) mutexRel(lock[held]);
+    });
+    is_waited_for(kSecond);
+    mutexRel(lock[kLog]);
+    holder.join();
+    asker.join();
+    EXPECT_EQ(calls, 2);
+    const std::regex first_line("DeadLock !!! ");
+    using Matches = std::sregex_iterator;
+    EXPECT_EQ(std::distance(Matches(printed.begin(), printed.end(), first_line), Matches()), 2)
+        << printed;
+}
+
 TEST(DeadLock, NoRingNoReport) {
     dlInit(record, breakRing);
     const Locks locks(12);

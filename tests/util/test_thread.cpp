@@ -4,6 +4,8 @@
 
 #include <algorithm>
 #include <atomic>
+#include <cerrno>
+#include <csignal>
 #include <thread>
 
 #include "support/captured_trace.h"
@@ -95,6 +97,31 @@ TEST(Table, ManyThreadsStartThreadsAtOnce) {
     for (const std::uint32_t id : ids) threadResume(id);
     while (left < 40) threadYield();
     EXPECT_EQ(listing(), before);
+}
+
+TEST(Table, ASignalResumesNobody) {
+    static std::atomic<int> signals = 0;
+    struct sigaction counting = {};
+    counting.sa_handler = [](int) { ++signals; };
+    sigaction(SIGUSR1, &counting, nullptr);
+    errorIpcHandler = [](short, const char*, const char*, const char*) { errno = 0; };
+    std::atomic<bool> resumed = false;
+    std::jthread suspended([&resumed] {
+        PutThreadInTbThread("suspended", 1, threadId());
+        threadSuspend(threadId());
+        EXPECT_TRUE(resumed);
+        RemoveThreadFromTb();
+    });
+    while (listing().find("suspended") == std::string::npos) std::this_thread::yield();
+    const pthread_t thread = suspended.native_handle();
+    for (int sent = 1; sent <= 20; ++sent) {
+        pthread_kill(thread, SIGUSR1);
+        while (signals < sent) std::this_thread::yield();
+    }
+    resumed = true;
+    threadResume(static_cast<std::uint32_t>(thread));
+    suspended.join();
+    errorIpcHandler = nullptr;
 }
 
 TEST(Table, TheFiftySixthEntryIsRefused) {
