@@ -35,7 +35,6 @@ class SimConsole {
     SimConsole& operator=(const SimConsole&) = delete;
 
     const SimHouse& house() const { return house_; }
-    const std::string& address() const { return address_; }
     /// The id that the list of clients has given, and its number. Constant from then on.
     const ClientId& id() const { return id_; }
     int number() const { return id_.minor; }

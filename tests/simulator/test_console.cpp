@@ -235,6 +235,25 @@ TEST_F(Console, AnswersEachCommand) {
     }
 }
 
+TEST_F(Console, KeepsACallInItsHistory) {
+    SimModel& model = *exchange_.find(0);
+    model.placeCall("200", "201");
+    for (int step = 0; step < 1'000 && model.line("201")->history.empty(); ++step) model.step();
+    std::string shown = run("history 201") + run("history 200 1");
+    shown = std::regex_replace(shown, std::regex("[0-9]{2}[h:][0-9:]{5}"), "TIME");
+    shown = std::regex_replace(shown, std::regex("[0-9]{10}( = [0-9/]+ TIME)?|TIME"), "T");
+    shown = std::regex_replace(shown, std::regex("[ \t]+"), " ");
+    EXPECT_EQ(shown,
+              "call 1, T, cause None:\n Histo_Id 0 1\n Line 201\n CorrNumber 200 : BeginDate T \n"
+              " EndDate T\n InitialDest 201 : Acknowledged 1\n Histo_Id 0 1\n Line 200\n"
+              " CorrNumber 201 :\n Type OutGoing Local Answered\n State Releasing\n BeginDate T \n"
+              " ConversDate T\n EndDate T\n InitialDest 201 :\n Cause 1\n CallRef 1\n CallID 1\n"
+              " Id_Rsvp 0\n Histo_Tree 0\n NewDestination \n LastName Becker\n FirstName Jan\n"
+              " DisplayName Becker Jan\n DialableNum 201\n GsmCanonical \n Anonymous NO \n"
+              " IsAnswered YES \n Outgoing YES \n Acknowledged YES \n Redirected NO \n"
+              " UnicodeLastName \n UnicodeFirstName \n");
+}
+
 TEST_F(Console, SeesTheOthers) {
     console_->countPing();
     other_->postTyped(-1, "x");
@@ -292,48 +311,23 @@ TEST_F(Console, NarrowsTheLinesKeyByKey) {
     EXPECT_EQ(shown.back(), "End lines######\n");
 }
 
-TEST_F(Console, ClientsAreToldApart) {
-    const auto third = std::make_shared<ScreenConsole>(SimHouse{exchange_, end_});
-    EXPECT_FALSE(clients_.join(third, 2));
-    EXPECT_EQ(clients_.find(console_->id()), console_);
-    EXPECT_EQ(clients_.find(ClientId(2, console_->id().minor)), nullptr);
-    clients_.leave(*third);
-    EXPECT_THAT(clients_.all(), ElementsAre(console_, other_));
-    clients_.leave(*console_);
-    EXPECT_TRUE(clients_.join(third, 2));
-    EXPECT_NE(third->number(), other_->number());
-    clients_.leave(*third);
-}
-
 TEST(Settings, AreReadOrTheWrongWordIsNamed) {
-    const struct {
-        std::vector<const char*> words;
-        const char* fault;
-    } kRows[] = {
-        {{"--port", "65535", "--open", "--consoles", "5000", "-h"}, ""},
-        {{"--pace", "10", "--lines", "2", "--unread", "3600", "--version", "--help"}, ""},
-        {{"spare"}, "unknown word \"spare\""},
-        {{"--port", "65536"}, "--port needs a number from 0 to 65535, not \"65536\""},
-        {{"--pace", "9"}, "--pace needs a number from 10 to 60000, not \"9\""},
-        {{"--lines", "12x"}, "--lines needs a number from 2 to 90, not \"12x\""},
-        {{"--consoles"}, "--consoles needs a number from 1 to 5000, not \"\""},
-        {{"--unread", "0", "spare"}, "--unread needs a number from 1 to 3600, not \"0\""},
+    const auto read = [](std::vector<const char*> words, SimSettings* settings) {
+        words.insert(words.begin(), "zor_sim");
+        return simReadSettings(static_cast<int>(words.size()), words.data(), settings);
     };
-    for (auto row : kRows) {
-        SimSettings settings;
-        row.words.insert(row.words.begin(), "zor_sim");
-        EXPECT_EQ(simReadSettings(static_cast<int>(row.words.size()), row.words.data(), &settings),
-                  row.fault);
-    }
     SimSettings settings;
-    const char* const words[] = {"zor_sim", "--port", "0", "--open", "--consoles", "7", "-h"};
-    EXPECT_EQ(simReadSettings(7, words, &settings), "");
-    EXPECT_EQ(settings.port, 0);
+    EXPECT_EQ(read({"--port", "65535", "--open", "--consoles", "7", "-h"}, &settings), "");
+    EXPECT_EQ(settings.port, 65'535);
     EXPECT_EQ(settings.consoles, 7);
     EXPECT_EQ(settings.pace, 700);
     EXPECT_TRUE(settings.open);
     EXPECT_TRUE(settings.help);
     EXPECT_FALSE(settings.version);
+    EXPECT_EQ(read({"spare"}, &settings), "unknown word \"spare\"");
+    EXPECT_EQ(read({"--pace", "9"}, &settings),
+              "--pace needs a number from 10 to 60000, not \"9\"");
+    EXPECT_EQ(read({"--unread"}, &settings), "--unread needs a number from 1 to 3600, not \"\"");
 }
 
 TEST(Peer, OfThisMachineIsKnown) {

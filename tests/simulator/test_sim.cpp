@@ -1,7 +1,7 @@
 // The real zor_sim, driven by raw sockets.
 
 #include <algorithm>
-#include <chrono>
+#include <thread>
 
 #include "sim_harness.h"
 
@@ -94,13 +94,8 @@ TEST_F(Sim, LetsTheTelephonyBeWatched) {
     RawConsole console(port_);
     console.type("0 p -kels -watch");  // comes without a line end
     console.upTo(" KEL 0 line 20");
-    console.type("history 200\n");  // ends the watch and is a command
+    console.type("calls\n");  // ends the watch and is a command
     console.upTo("end of watch");
-    const auto called = [&] {
-        return console.ask("history 200\n").find("InitialDest") != std::string::npos;
-    };
-    EXPECT_TRUE(eventually(called));
-    EXPECT_THAT(console.ask("history 200 1\n"), HasSubstr("200"));
 }
 
 TEST_F(Sim, OneConsolesMisbehaviourIsNobodyElsesConcern) {
@@ -145,25 +140,28 @@ TEST_F(Sim, HangsUpAPeerThatSendsNothingButJunk) {
     EXPECT_LT(lines(process_.said()), 120);
 }
 
-TEST_F(Sim, ShowsTraceLines) {
-    RawConsole console(port_);
-    console.type("trace on\n");
-    console.upTo("zor_sim: trace on.\n");
-    RawConsole other(port_);
-    console.upTo("console 2: connected from 127.0.0.1", 2);  // its own may come first
+/// One operator's place: talks, and pulls the plug, and begins anew.
+void talk(int port, int place) {
+    for (int round = 0; round < 10; ++round) {
+        RawConsole console(port);
+        const std::string word = std::to_string(place) + "." + std::to_string(round) + "\n";
+        for (int i = 0; i < 5; ++i) EXPECT_EQ(console.ask("echo " + word), word);
+        console.type("lines\necho lost\n");  // its answers meet a console that is gone
+        console.reset();
+    }
 }
 
-TEST_F(Sim, AFullThreadTableSlowsNobodyAndEmptiesAgain) {
+TEST_F(Sim, ACrowdLosesNoAnswerAndLeavesNothingBehind) {
     RawConsole steady(port_);
-    std::vector<RawConsole> crowd;  // more than the table has room for
-    for (int i = 0; i < 120; ++i) crowd.emplace_back(port_);
-    const auto start = std::chrono::steady_clock::now();
-    for (int i = 0; i < 100; ++i) EXPECT_EQ(crowd.back().ask("echo on\n"), "on\n");
-    EXPECT_LT(std::chrono::steady_clock::now() - start, std::chrono::seconds(10));
-    crowd.clear();
+    std::vector<std::thread> places;  // more than the thread table has room for
+    for (int i = 0; i < 60; ++i) places.emplace_back(talk, port_, i);
+    for (std::thread& place : places) place.join();
     EXPECT_TRUE(eventually([&] { return lines(steady.ask("consoles\n")) == 2; }));
     std::string threads;
-    const auto empty = [&] { return lines(threads = steady.ask("threads\n")) == 5; };
+    const auto empty = [&] {
+        threads = steady.ask("threads\n");
+        return lines(threads) == 5;
+    };
     EXPECT_TRUE(eventually(empty)) << threads;
     EXPECT_THAT(threads, AllOf(HasSubstr(" Model "), HasSubstr(" Console 1 ")));
 }
@@ -176,18 +174,13 @@ class SmallSim : public Sim {
 TEST_F(SmallSim, TellsThatItIsFull) {
     RawConsole first(port_);
     RawConsole second(port_);
-    for (int i = 0; i < 3; ++i) {
-        RawConsole third(port_);
-        EXPECT_STREQ(third.greeting.c_str(),
+    for (int i = 0; i < 30; ++i)
+        EXPECT_STREQ(RawConsole(port_).greeting.c_str(),
                      "\nzor_sim: all 2 places for consoles are taken; try later.\n");
-        EXPECT_EQ(third.receive(1), "");
-    }
     second.hangUp();
     end();
-    const std::string said = process_.said();
-    const std::string refused = "refused 127.0.0.1: all places for consoles are taken";
-    EXPECT_EQ(said.find(refused), said.rfind(refused));  // the log isn't drowned
-    EXPECT_NE(said.find(refused), std::string::npos);
+    EXPECT_THAT(process_.said(), HasSubstr("refused 127.0.0.1: all places for consoles are taken"));
+    EXPECT_LT(lines(process_.said()), 20);  // the log isn't drowned
 }
 
 TEST_F(SmallSim, LetsGoOfAConsoleThatReadsNothing) {
@@ -221,9 +214,6 @@ TEST(SimStart, TellsWhatIsWrongAndEnds) {
     SimProcess wrong("--port 12x");
     EXPECT_EQ(wrong.readLine(), "zor_sim: --port needs a number from 0 to 65535, not \"12x\"\n");
     EXPECT_EQ(wrong.finish(), 2);
-    SimProcess asked("--version");
-    EXPECT_THAT(asked.readLine(), testing::MatchesRegex("zor_sim [0-9]+.[0-9]+.[0-9]+\n"));
-    EXPECT_EQ(asked.finish(), 0);
     SimProcess second("--port " + taken);
     EXPECT_EQ(second.readLine(),
               "zor_sim: can't listen on port " + taken + ": Address already in use\n");
