@@ -8,6 +8,7 @@
 #   tidy        clang-tidy without a finding in the product
 #   consumer    a small program builds and runs against the installed package
 #   wireshark   the dissector shows the fields of hand-made captures
+#   badline     console and simulator over a line that loses, delays, repeats and cuts
 #   recipes     what docs/recipes.md tells works
 #   docs        the API reference builds without a warning
 set -euo pipefail
@@ -72,6 +73,12 @@ check_wireshark() {
     python3 tools/wireshark/try_dissector.py
 }
 
+check_badline() {
+    need "${packages_build[@]}" iproute2 python3
+    build release zor_console zor_sim badline
+    python3 scripts/try_badline.py build/release --short
+}
+
 check_recipes() {
     scripts/try_recipes.sh
 }
@@ -80,7 +87,7 @@ check_docs() {
     scripts/docs.sh
 }
 
-[ $# -gt 0 ] || set -- format asan fuzz tsan powerpc tidy consumer wireshark recipes docs
+[ $# -gt 0 ] || set -- format asan fuzz tsan powerpc tidy consumer wireshark badline recipes docs
 for step in "$@"; do
     declare -F "check_$step" >/dev/null || { echo "no such step: $step (see the head of $0)" >&2; exit 2; }
 done

@@ -10,6 +10,7 @@ TEST_F(ListTest, TypedValuesAreReadAndPrintInTheirOwnWay) {
     EXPECT_EQ(l.item_int(), 2);
     l.put(INT32_MIN, 2);
     EXPECT_EQ(l.item_long(), INT32_MIN);
+    l.finish();
     l.put_pointer(&l, 12, 2);  // pointers have no order: put before the cursor
     EXPECT_EQ(l.item_pointer(12), &l);
     l.remove();
@@ -26,10 +27,13 @@ TEST_F(ListTest, TypedValuesAreReadAndPrintInTheirOwnWay) {
     l.put("text", 1);
     EXPECT_STREQ(l.item_text(), "text");
     l.put_end(new l_univ("inner"));
+    std::vector<int> tags;
+    for (const elem_list* v : elementsOf(l)) tags.push_back(v->id_type);
+    EXPECT_THAT(tags, testing::ElementsAre(-3, 12, -6, -5, -4, -2, -1, 13, -3, -8));
     l.print();
     EXPECT_EQ(printed,
-              ":\npt=0 id=12 * text\n16777216.000000 * 1.500000 * c * TRUE pt=0 id=13 * "
-              "-2147483648 * 2 * inner:\n\n\n");
+              ":\n-2147483648 * pt=0 id=12 * text\n16777216.000000 * 1.500000 * c * TRUE "
+              "pt=0 id=13 * 2 * inner:\n\n\n");
 }
 
 TEST_F(ListTest, TheBaseHasATypeNameAndNoOrder) {

@@ -1,0 +1,33 @@
+#!/usr/bin/env bash
+# The long runs, whose figures docs/reliability.md keeps. Without a word all parts, with words only
+# those:
+#   badline     console and simulator over a bad line, and how soon either notices a vanished peer
+# SOAK_MINUTES bounds the whole (120); what doesn't fit any more is told, and is a failure.
+set -euo pipefail
+. "$(dirname "$0")/lib.sh"
+
+limit=$((${SOAK_MINUTES:-120} * 60))
+
+soak_badline() {
+    need "${packages_build[@]}" iproute2 python3
+    build release zor_console zor_sim badline
+    bounded python3 scripts/try_badline.py build/release
+}
+
+# bounded COMMAND...: runs it for what is left of the time.
+bounded() { timeout --foreground $((limit - SECONDS)) "$@"; }
+
+[ $# -gt 0 ] || set -- badline
+for part in "$@"; do
+    declare -F "soak_$part" >/dev/null || { echo "no such part: $part (see the head of $0)" >&2; exit 2; }
+done
+for part in "$@"; do
+    if [ "$SECONDS" -ge "$limit" ]; then
+        echo "no time left for: $part" >&2
+        exit 1
+    fi
+    echo "== soak $part"
+    started=$SECONDS
+    "soak_$part"
+    echo "== soak $part: passed after $((SECONDS - started)) s"
+done
