@@ -23,11 +23,14 @@ configure_file(cmake/zor.pc.in ${CMAKE_BINARY_DIR}/zor.pc @ONLY)
 install(FILES ${CMAKE_BINARY_DIR}/zor.pc DESTINATION ${CMAKE_INSTALL_LIBDIR}/pkgconfig
         COMPONENT dev)
 
-foreach(program zor_console zor_sim)
+foreach(program zor_console zor_sim zor_ask)
     if(TARGET ${program})
         install(TARGETS ${program} RUNTIME DESTINATION ${CMAKE_INSTALL_BINDIR} COMPONENT console)
     endif()
 endforeach()
+install(PROGRAMS tools/zor DESTINATION ${CMAKE_INSTALL_BINDIR} COMPONENT console)
+install(DIRECTORY tools/completions/ COMPONENT console
+        DESTINATION ${CMAKE_INSTALL_DATADIR}/bash-completion/completions)
 install(DIRECTORY docs/man/ DESTINATION ${CMAKE_INSTALL_MANDIR}/man1 COMPONENT console
         FILES_MATCHING PATTERN "*.1")
 install(FILES README.md DESTINATION ${CMAKE_INSTALL_DOCDIR} COMPONENT console)
