@@ -81,6 +81,7 @@ check_badline() {
 
 check_recipes() {
     scripts/try_recipes.sh
+    scripts/try_zor.sh
 }
 
 check_docs() {
