@@ -28,6 +28,7 @@ foreach(program zor_console zor_sim zor_ask)
         install(TARGETS ${program} RUNTIME DESTINATION ${CMAKE_INSTALL_BINDIR} COMPONENT console)
     endif()
 endforeach()
+install(DIRECTORY examples/ DESTINATION ${CMAKE_INSTALL_DATADIR}/doc/libzor-dev/examples COMPONENT dev)
 install(PROGRAMS tools/zor DESTINATION ${CMAKE_INSTALL_BINDIR} COMPONENT console)
 install(DIRECTORY tools/completions/ COMPONENT console
         DESTINATION ${CMAKE_INSTALL_DATADIR}/bash-completion/completions)

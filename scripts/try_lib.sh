@@ -5,6 +5,8 @@
 terminal=0 # counts the terminals of a try: a tmux that ends may still hold its socket for a moment
 screen() { tmux -S "$work/tmux$terminal" "$@"; }
 pane() { screen capture-pane -p; }
+# The same with a bar at both ends of each line, which tells an answer from what was typed for it.
+pane_lines() { pane | sed 's/ *$/|/; s/^/|/'; }
 end_try() {
     screen kill-server 2>/dev/null || true
     # shellcheck disable=SC2046

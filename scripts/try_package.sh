@@ -27,6 +27,30 @@ try_prefix() { # NAME PREFIX
     g++ -std=c++20 examples/consumer/main.cpp -o "$work/$name.pc" \
         $(PKG_CONFIG_PATH=$pc pkg-config --cflags --libs zor)
     try_consumer "$name by pkg-config" "$work/$name.pc"
+    try_examples "$name" "$prefix"
+}
+
+# The examples as the package brings them, each with what it must print or give.
+try_examples() { # NAME PREFIX
+    local at=$work/$1.examples port server
+    cmake -S "$2/share/doc/libzor-dev/examples" -B "$at" -DCMAKE_PREFIX_PATH="$2" >"$work/log" 2>&1 &&
+        cmake --build "$at" >>"$work/log" 2>&1 || { cat "$work/log" >&2; exit 1; }
+    "$at/threads" | grep -F "together they have counted to 3000" >/dev/null
+    [ "$("$at/list")" = $'7 Marin\n19 Ruiz\n42 Lopez' ]
+    "$at/file" "$work/checked" >"$work/log"
+    grep -F "refused, and the file is removed" "$work/log" >/dev/null
+    port=$(perl -MIO::Socket -e \
+        'print IO::Socket::INET->new(Listen => 1, LocalAddr => "127.0.0.1")->sockport')
+    timeout 20 "$at/server" "$port" >"$work/server.log" &
+    server=$!
+    for _ in $(seq 100); do
+        grep -q "serving" "$work/server.log" && break
+        sleep 0.1
+    done
+    [ "$(timeout 10 "$at/client" "$port" hello)" = "client 0 said: hello" ]
+    [ "$(timeout 10 "$at/client" "$port" again)" = "client 1 said: again" ]
+    wait "$server"
+    echo "examples $1: ok"
 }
 
 cmake --install build/release --prefix "$work/prefix" >/dev/null
@@ -38,7 +62,9 @@ for package in "$work"/debs/*.deb; do
     dpkg-deb -f "$package" Package Architecture Depends
 done
 try_prefix deb "$work/root/usr"
-"$work/root/usr/bin/zor_sim" --help >/dev/null
-for page in zor_console zor_sim; do
+for program in zor_sim zor_ask zor; do
+    "$work/root/usr/bin/$program" --help >/dev/null
+done
+for page in zor_console zor_sim zor_ask zor; do
     [ -s "$work/root/usr/share/man/man1/$page.1" ] || { echo "no manual of $page" >&2; exit 1; }
 done

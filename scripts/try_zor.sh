@@ -31,7 +31,6 @@ at_terminal() {
 }
 typed() { screen send-keys -t shell "$@"; }
 type_line() { typed -l -- "$1"; typed Enter; }
-pane_lines() { pane | sed 's/ *$/|/; s/^/|/'; }
 
 is "$(sed -n 's/^project(zor-console VERSION \([0-9.]*\).*/zor \1/p' "$tree/CMakeLists.txt")" \
     "$("$zor" --version)"
