@@ -2,9 +2,11 @@
 #include <pthread.h>
 
 #include <csignal>
+#include <regex>
 #include <thread>
 
 #include "serv_cli/i_tools_client.h"
+#include "util/i_charstr.h"
 #include "util/i_os_sync.h"
 #include "util/i_os_table.h"
 #include "util/i_os_thread.h"
@@ -62,17 +64,60 @@ TEST_F(ClientTest, ALentTextWithoutItsCountBlocksNobody) {
 
 TEST_F(ClientTest, ClientsAreFoundByTheirTwoKeys) {
     Elt_Supervision* const first = add(1, 2);
-    add(1, 3), add(1, 2), add(2, 2);
+    add(1, 3);
+    add(1, 2);
+    add(2, 2);
     ClientId same = id, unknown(2, 1);
     same.third = 7;
-    EXPECT_EQ(clients.put_parametre(&same, "x") + first->has_parametre(), 2);
-    EXPECT_EQ(clients.put_parametre(&unknown, "x") + clients.has_parametre(&unknown), 0);
-    const auto function = [](ClientId* client) { return client->third; };
-    EXPECT_EQ(clients.call_client(function, &same) + clients.call_client(function, &unknown), 7);
-    EXPECT_EQ(clients.remove_client(&unknown) + clients.remove_client(&same), 2);
+    EXPECT_EQ(clients.put_parametre(&same, "x"), 1);
+    EXPECT_EQ(first->has_parametre(), 1);
+    EXPECT_EQ(clients.put_parametre(&unknown, "x"), 0);
+    EXPECT_EQ(clients.has_parametre(&unknown), 0);
+    EXPECT_EQ(clients.remove_client(&unknown), 1);
+    EXPECT_EQ(clients.count(), 4);
+    EXPECT_EQ(clients.remove_client(&same), 1);
     EXPECT_EQ(clients.client_known(&same), 1);  // the second one with these keys
     clients.remove_clients_of(1);
     EXPECT_EQ(clients.count(), 1);
+}
+
+/// The trace mark of this thread, as the listing of threads shows it.
+static std::string ownMark() {
+    CharString text;
+    listThreads(text);
+    std::smatch found;
+    const std::string table = text.c_str();
+    const bool marked = std::regex_search(table, found, std::regex("test .*Trace ([0-9]+)"));
+    return marked ? found.str(1) : table;
+}
+
+TEST_F(ClientTest, AFunctionIsCalledWithNoLockHeldAndMarksTellHowFarAThreadIs) {
+    static List_Client_Supervision* list;
+    static std::string mark_inside;
+    list = &clients;
+    add(1, 2, "text");
+    const auto function = [](ClientId* client) -> short {
+        mark_inside = ownMark();
+        const short was_free = rwLock(list->clients_lock, 1, 0);
+        if (was_free) rwUnlock(list->clients_lock, 1);
+        return static_cast<short>(was_free ? client->minor + 5 : -1);
+    };
+    ClientId known = id, unknown(2, 1);
+    EXPECT_EQ(clients.call_client(function, &known), 7);
+    EXPECT_EQ(mark_inside, "14");
+    EXPECT_EQ(ownMark(), "15");
+    EXPECT_EQ(clients.call_client(function, &unknown), 0);
+    EXPECT_EQ(read(id), "text");
+    EXPECT_EQ(ownMark(), "13");
+}
+
+TEST_F(ClientTest, EachPostCountsOnce) {
+    Elt_Supervision* const mailbox = add(1, 2, "first");
+    mailbox->put_parametre("second");
+    mailbox->put_parametre(nullptr);
+    EXPECT_EQ(semLock(mailbox->signal, 0), 1);
+    EXPECT_EQ(semLock(mailbox->signal, 0), 1);
+    EXPECT_EQ(semLock(mailbox->signal, 0), 0);
 }
 
 /// Runs `wait` on a thread and ends its wait by signals; `release` gives it what it waits for.

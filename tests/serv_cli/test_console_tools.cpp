@@ -3,6 +3,8 @@
 #include <sys/wait.h>
 
 #include "serv_cli/i_tools.h"
+#include "support/captured_trace.h"
+#include "util/i_charstr.h"
 
 #pragma GCC diagnostic ignored "-Wformat-nonliteral"
 
@@ -31,22 +33,34 @@ static void connectRemote(const std::string& keys) {
     client_alive_hook = [](auto*) { return static_cast<short>(typed.empty() ? 0 : 256); };
 }
 
-/// What a raw terminal shows where the operator types `keys` into a process that runs `session`.
-static std::string atTerminal(const std::string& keys, void (*session)()) {
+/// What the operator sees last before typing `keys`.
+struct Turn {
+    std::string seen;
+    std::string keys;
+};
+
+/// What a raw terminal shows to an operator who takes these turns with a process that runs
+/// `session`. A process that shows too little is ended after 20 s.
+static std::string atTerminal(const std::vector<Turn>& turns, void (*session)()) {
     termios raw{};
     cfmakeraw(&raw);
-    int operator_side = -1, status = -1;
+    int operator_side = -1;
+    int status = -1;
     const pid_t child = forkpty(&operator_side, nullptr, &raw, nullptr);
     if (child == 0) {
         alarm(20);
         std::setvbuf(stdin, nullptr, _IONBF, 0);
+        std::setvbuf(stdout, nullptr, _IOFBF, BUFSIZ);
         session();
-        std::fflush(stdout);
-        _exit(0);
+        std::exit(0);
     }
-    EXPECT_EQ(write(operator_side, keys.data(), keys.size()), static_cast<ssize_t>(keys.size()));
     std::string shown;
-    for (char byte; read(operator_side, &byte, 1) == 1;) shown += byte;
+    char byte;
+    for (const auto& [seen, keys] : turns) {
+        while (!shown.ends_with(seen) && read(operator_side, &byte, 1) == 1) shown += byte;
+        EXPECT_EQ(write(operator_side, keys.data(), keys.size()), std::ssize(keys));
+    }
+    while (read(operator_side, &byte, 1) == 1) shown += byte;
     waitpid(child, &status, 0);
     EXPECT_EQ(status, 0);
     close(operator_side);
@@ -83,24 +97,70 @@ TEST(ConsoleTools, AsksARemoteClientForALine) {
     const std::string full(255, 'x'), prompt = "100% sure? |";
     EXPECT_EQ(asked("y\r\n\n"), "100% sure? |y\r");
     EXPECT_EQ(asked("a\nb\n"), "100% sure? |a\nb");
-    EXPECT_EQ(asked("\n") + asked("") + asked(full + "y"), prompt + prompt + prompt + full);
+    EXPECT_EQ(asked("\n"), prompt);
+    EXPECT_EQ(asked(""), prompt);
+    EXPECT_EQ(asked(full + "y"), prompt + full);
 }
 
-TEST(ConsoleTools, TalksAtTheLocalTerminal) {
+TEST(ConsoleTools, FiltersAndClearsAtTheLocalTerminal) {
     const auto session = [] {
         client_filter(&kLocal, showTyped, 0, "T");
         console_clear();
-        client_printf(kLocal, "%d ", client_input_ready(&kLocal));
-        client_printf(kLocal, "%d ", client_getc(&kLocal));
-        std::fflush(stdout);
+    };
+    EXPECT_EQ(atTerminal({{"", "ab\b\r\n"}}, session),
+              kClear + "T###### a \n[a]" + kClear + "T###### ab \n[ab]" + kClear +
+                  "T###### a \n[a]" + kClear + "T######  \n[]" + kClear + "End T######\n" + kClear);
+}
+
+TEST(ConsoleTools, ShowsWhatWasPrintedBeforeItWaitsForTheOperator) {
+    const auto session = [] {
+        client_printf(kLocal, "ready? ");
+        while (!client_input_ready(&kLocal)) {}
+        client_printf(kLocal, "key %d? ", client_getc(&kLocal));
+        client_printf(kLocal, "key %d, ", read_key());
         char* answer;
         client_ask(&kLocal, "%% of it: ", &answer);
         client_printf(kLocal, "(%s)", answer);
     };
-    EXPECT_EQ(atTerminal("ab\b\r\nk12\r\n", session),
-              kClear + "T###### a \n[a]" + kClear + "T###### ab \n[ab]" + kClear +
-                  "T###### a \n[a]" + kClear + "T######  \n[]" + kClear + "End T######\n" + kClear +
-                  "1 107 % of it: (12\r)");
+    const std::vector<Turn> turns = {{"ready? ", "k"}, {"key 107? ", "l"}, {"% of it: ", "12\r\n"}};
+    EXPECT_EQ(atTerminal(turns, session), "ready? key 107? key 108, % of it: (12\r)");
+}
+
+TEST(ConsoleTools, WithoutAClientOrItsHooksNothingHappens) {
+    char buffer[] = "kept";
+    client_hooks = {};
+    for (const ClientId* const client : {&kRemote, static_cast<const ClientId*>(nullptr)}) {
+        EXPECT_EQ(client_alive(client), 0);
+        EXPECT_EQ(client_input_ready(client), 0);
+        EXPECT_EQ(client_read(client, buffer, 4), 0);
+    }
+    EXPECT_EQ(client_getc(&kRemote), 0);
+    EXPECT_STREQ(buffer, "kept");
+    EXPECT_EQ(client_alive(&kLocal), 1);
+}
+
+TEST(ConsoleTools, HandsOnWhatTheHooksSay) {
+    connectRemote("");
+    client_ready_hook = [](auto*) { return short{7}; };
+    client_write_hook = [](const ClientId* client, const CharString* text) {
+        sent += std::to_string(client->major) + text->c_str();
+    };
+    const CharString text("text");
+    client_write(kRemote, &text);
+    EXPECT_EQ(sent, "3text");
+    EXPECT_EQ(client_input_ready(&kRemote), 7);
+    for (const int count : {0, -1, 1}) {
+        static int delivered;
+        delivered = count;
+        client_read_hook = [](auto*, char* buffer, int) {
+            *buffer = '\xE9';
+            return delivered;
+        };
+        EXPECT_EQ(client_getc(&kRemote), count == 1 ? 0xE9 : 0) << count;
+    }
+    const CapturedTrace trace;
+    client_write(kLocal, &text);
+    EXPECT_EQ(trace.all(), "@text   \n");
 }
 
 TEST(ConsoleTools, BuildsRowsForTheAnalyser) {

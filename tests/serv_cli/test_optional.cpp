@@ -1,6 +1,7 @@
 #include <gtest/gtest.h>
 
 #include "serv_cli/i_tools_optional.h"
+#include "support/captured_trace.h"
 #include "util/i_charstr.h"
 #include "util/i_msg_stream.h"
 
@@ -15,7 +16,62 @@ TEST(Optional, WireFormHasAPresenceByteInFront) {
     // 0x1FFFF has the low 16 bits of an absent value.
     for (const int value : {-1, 0x1FFFF, 0, -2}) PutOptShort(value, &cursor);
     EXPECT_EQ(std::string(area, cursor), "\0\1\0\1a\0\1on\0\0\0\1\0\0\1\xFE\xFF"s);
-    EXPECT_EQ(OptTextSize(nullptr) + OptTextSize("") + OptCharStringSize(&word), 7);
+    EXPECT_EQ(OptTextSize(nullptr), 1);
+    EXPECT_EQ(OptTextSize(""), 2);
+    EXPECT_EQ(OptCharStringSize(nullptr), 1);
+    EXPECT_EQ(OptCharStringSize(&word), 4);
+}
+
+TEST(Optional, TextsAreReadByteForByteUpToEveryLimit) {
+    const std::string wire = "\1word"s + '\0';
+    for (std::size_t limit = 0; limit <= wire.size(); ++limit) {
+        // Just the bytes in front of the limit, so that a sanitizer sees a read beyond them.
+        const auto readable = std::make_unique<char[]>(limit);
+        wire.copy(readable.get(), limit);
+        char* const end = readable.get() + limit;
+        char* cursor = readable.get();
+        char* text = nullptr;
+        GetOptText(&text, &cursor, end);
+        const std::unique_ptr<char[]> owner(text);
+        EXPECT_EQ(cursor, end) << limit;
+        if (limit == 0) {
+            EXPECT_EQ(text, nullptr);
+        } else {
+            EXPECT_EQ(text, wire.substr(1, std::min<std::size_t>(limit - 1, 4))) << limit;
+        }
+        cursor = readable.get() + (limit > 0);
+        EXPECT_EQ(GetNewText(&text, &cursor, end), limit == wire.size()) << limit;
+        delete[] text;
+    }
+    char* none = nullptr;
+    char* text = none + 1;
+    EXPECT_EQ(GetNewText(&text, &none, nullptr), 0);
+    EXPECT_EQ(text, nullptr);
+}
+
+TEST(Optional, ASizedTextIsCutAndConsumedToItsEnd) {
+    const char* const by_size[] = {"", "", "w", "wo", "wor", "word", "word"};
+    for (std::int32_t size = 0; size < 7; ++size) {
+        char wire[] = "\2word";
+        char* cursor = wire;
+        char* text = nullptr;
+        GetOptTextSized(&text, &cursor, size);
+        EXPECT_STREQ(std::unique_ptr<char[]>(text).get(), by_size[size]) << size;
+        EXPECT_EQ(cursor, wire + sizeof wire) << size;
+    }
+}
+
+TEST(Optional, TheTraceShowsTheValueAsGivenOrThatThereIsNone) {
+    const CapturedTrace trace;
+    for (const int value : {5, -2, 0x1FFFE, -1, 0x1FFFF}) traceOptShort("short", value);
+    traceOptText("text", "word");
+    traceOptText("text", nullptr);
+    const std::string expected[] = {"short 5",        "short -2",  "short 131070", "short Not Used",
+                                    "short Not Used", "text word", "text Not Used"};
+    const auto lines = trace.lines();
+    ASSERT_EQ(lines.size(), std::size(expected));
+    for (std::size_t i = 0; i < lines.size(); ++i)
+        EXPECT_EQ(lines[i].substr(1, expected[i].size()), expected[i]);
 }
 
 TEST(Optional, OtherReadersLeaveTheirValueAbsentAtTheEndOfTheStream) {

@@ -16,8 +16,10 @@ TEST(ValueTools, AlphabetsAndLimits) {
         EXPECT_EQ(dial_symbol(static_cast<std::uint8_t>(byte)), byte < 16 ? symbols[byte] : '\0');
     }
     const int by_kind[] = {0, 127, 65535, 8191, 0}, by_sub[] = {0, 127, 16383, 8191, 0};
-    for (short i = 0; i < 5; ++i)
-        EXPECT_EQ(max_for_kind(i, 4) + max_for_kind(4, i), by_kind[i] + by_sub[i]);
+    for (short i = 0; i < 5; ++i) {
+        EXPECT_EQ(max_for_kind(i, 4), by_kind[i]) << i;
+        EXPECT_EQ(max_for_kind(4, i), by_sub[i]) << i;
+    }
 }
 
 TEST(ValueTools, WordsThatATestTakesAndOnesThatItRefuses) {
@@ -92,13 +94,16 @@ static void heapTextsAndComparisons() {
     append_(&texts[0], none);
     append_(&texts[0], texts[0]);  // its own text, which goes only after it was read
     EXPECT_EQ(texts[0], one + two + one + two);
-    EXPECT_EQ(same_text(low, texts[0]) + same_text(low, none) + same_text(none, low), 0);
+    EXPECT_EQ(same_text(low, texts[0]), 0);
+    EXPECT_EQ(same_text(low, none), 0);
+    EXPECT_EQ(same_text(none, low), 0);
     release_(&texts[0]);
     release_(&texts[0]);
     duplicate_(&texts[0], low + 3);
     duplicate_(&texts[2], low);
     release_all(texts, 2);
-    EXPECT_EQ(same_text(texts[0], none) + same_text(texts[2], low), 2);
+    EXPECT_EQ(same_text(texts[0], none), 1);
+    EXPECT_EQ(same_text(texts[2], low), 1);
     release_(&texts[2]);
     EXPECT_EQ(compare_nocase_n(low, high, 2), 0);
     EXPECT_LT(compare_nocase_n(low, high, 3), 0);
@@ -141,7 +146,8 @@ TEST(TextTools, TellsTextsBeyondLatin1AndWithoutTheLocaleReadsInTheOneInForce) {
     std::setlocale(LC_CTYPE, "C");
     const CapturedTrace trace;
     const std::string a63(63, 'a');
-    EXPECT_EQ(IsUTF8Unicode("\u0100", 0) + IsUTF8Unicode((a63 + "\u20ac").c_str(), 0), 2);
+    EXPECT_EQ(IsUTF8Unicode("\u0100", 0), 1);
+    EXPECT_EQ(IsUTF8Unicode((a63 + "\u20ac").c_str(), 0), 1);
     for (const std::string& text : {a63 + "\u00ff\u20ac", a63 + "a\xc3("})
         EXPECT_EQ(IsUTF8Unicode(text.c_str(), 0), 0) << text;
     EXPECT_STREQ(std::setlocale(LC_CTYPE, nullptr), "fr_FR.UTF-8");  // it stays in force
@@ -168,12 +174,12 @@ TEST(Analyser, CutsARowIntoItsFields) {
     };
     EXPECT_EQ(cut('\t', 0, "A\t\tc"), "0[A]1[]2[c]");
     EXPECT_EQ(cut('\t', 0, "\t A \n"), "0[]1[ A \n]");
-    EXPECT_EQ(cut('\t', 0, "\t") + cut('\t', 0, ""), "0[]1[]");
+    EXPECT_EQ(cut('\t', 0, "\t"), "0[]1[]");
+    EXPECT_EQ(cut('\t', 0, ""), "");
     EXPECT_EQ(cut(0xE9, 0, "a\xe9z\tb"), "0[a]1[z\tb]");
     EXPECT_EQ(cut(';', 1, "\xc9\xd7;!;Z"), "0[\xe9\xd7]1[!] ended");
     std::string folded;
     EXPECT_EQ(Analyse_Text_by_new("A;b\t!\tC", keep, &folded), 1);
-    EXPECT_EQ(Analyse_Text_by_new(nullptr, keep, &folded), 1);
     EXPECT_EQ(folded, "0[a;b]1[!]");
 }
 
@@ -204,5 +210,30 @@ TEST(Analyser, StoresTheFirstFieldsInVariables) {
     // A null variable ends the reading: the first is filled, the third unread.
     EXPECT_EQ(doVelsa("x\ty\tz", 3, &a, no_variable, &c), 0);
     EXPECT_EQ(taken(), "x|-|mark");
-    EXPECT_EQ(doVelsa("x", 0) + doVelsa("x", -1) + doVelsa("", 1, no_variable), 3);
+    EXPECT_EQ(doVelsa("x", 0), 1);
+    EXPECT_EQ(doVelsa("x", -1), 1);
+    EXPECT_EQ(doVelsa("", 1, no_variable), 1);
+}
+
+TEST(Analyser, TellsOfANullRowInEachFormThatMeetsIt) {
+    const CapturedTrace trace;
+    EXPECT_EQ(Analyse_Text_by_new(nullptr, keep, nullptr), 1);
+    EXPECT_EQ(Analyse_Text_by_new_(';', 0, nullptr, keep, nullptr), 1);
+    EXPECT_EQ(Analyse_Text_Velsa_by_new(nullptr, 0), 1);
+    EXPECT_EQ(Analyse_Text_Velsa_by_new_(';', 0, nullptr, 0), 1);
+    std::string expected;
+    for (const char* const family : {"by_new", "Velsa_by_new"})
+        for (const char* const form : {"", "_"}) {
+            expected += "@Analyse_Text_" + std::string(family) + form + " RowText NULL   \n";
+            expected += "@Do_Analyse_Text_" + std::string(family) + " RowText NULL   \n";
+        }
+    EXPECT_EQ(trace.all(), expected);
+}
+
+TEST(TextTools, FindsAWideTextInAnother) {
+    const wchar_t text[] = L"one two";
+    EXPECT_EQ(find_wide(text, L"two"), text + 4);
+    EXPECT_EQ(find_wide(text, L""), text);
+    EXPECT_EQ(find_wide(text, L"Two"), nullptr);
+    EXPECT_DEATH(find_wide(text, nullptr), "<s1 && s2> failed");
 }

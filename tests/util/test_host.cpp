@@ -10,19 +10,48 @@ using namespace std::string_literals;
 // A label longer than names may have: the lookup fails without asking anybody.
 const std::string kUnknown(70, 'x');
 
+/// The time limit of the last `select`, in microseconds; -1 for none.
+long last_limit = 0;
+
+}  // namespace
+
+// Stands before the C library's `select`, so that a test sees how long a wait would be.
+extern "C" int select(int count, fd_set* read, fd_set* write, fd_set* except, timeval* limit) {
+    last_limit = limit ? limit->tv_sec * 1'000'000L + limit->tv_usec : -1;
+    timespec none{};
+    return pselect(count, read, write, except, limit ? &none : nullptr, nullptr);
+}
+
+namespace {
+
 TEST(Host, WaitsOnAWholeSet) {
     int ends[2];
     ASSERT_EQ(pipe(ends), 0);
     fd_set set;
-    FD_ZERO(&set);
-    FD_SET(ends[0], &set);
-    EXPECT_EQ(WaitFdSet(&set, 20), 0);
-    EXPECT_FALSE(FD_ISSET(ends[0], &set));
+    for (const auto& [timeout, limit] : {std::pair{0, 0L}, {20, 20'000L}, {1'999, 1'999'000L}}) {
+        FD_ZERO(&set);
+        FD_SET(ends[0], &set);
+        EXPECT_EQ(WaitFdSet(&set, timeout), 0);
+        EXPECT_EQ(last_limit, limit);
+        EXPECT_FALSE(FD_ISSET(ends[0], &set)) << "as select left it";
+    }
     ASSERT_EQ(write(ends[1], "x", 1), 1);
     FD_SET(ends[0], &set);
     EXPECT_EQ(WaitFdSet(&set, -1), 1);
+    EXPECT_EQ(last_limit, -1);
+    EXPECT_TRUE(FD_ISSET(ends[0], &set));
     for (const int end : ends) close(end);
     EXPECT_EQ(WaitFdSet(&set, 0), -1);
+}
+
+TEST(Host, OneDescriptorIsWaitedForAsLong) {
+    int ends[2];
+    ASSERT_EQ(pipe(ends), 0);
+    for (const auto& [timeout, limit] : {std::pair{0, 0L}, {20, 20'000L}, {1'999, 1'999'000L}}) {
+        EXPECT_EQ(WaitFdReadable(ends[0], timeout), 0);
+        EXPECT_EQ(last_limit, limit);
+    }
+    for (const int end : ends) close(end);
 }
 
 TEST(Host, DottedAddressIsCutToItsBufferAndOnlyNamesAreLookedUp) {
