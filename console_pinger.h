@@ -2,7 +2,7 @@
 // The keep-alive: a frame of 132 bytes every 120 s, which tells the server that an idle console is
 // still there.
 
-#include "console_session.h"
+#include "console_workers.h"
 
 /// Runs the "Pinger" of one session on the calling thread. The first frame goes out one period
 /// after the start, and each carries the default target -1, not the operator's. Returns when the

@@ -1,14 +1,14 @@
 #pragma once
 // The server's side of a session: takes the frames of the connection apart, obeys the control
-// texts, and hands everything else to the screen and to the recording.
+// texts, and hands everything else to the recording and to the screen.
 
 #include <atomic>
 #include <cstdint>
+#include <memory>
 #include <string>
 #include <string_view>
 
 #include "console_recorder.h"
-#include "console_text_run.h"
 #include "norba/i_msg.h"
 #include "util/i_cnxsock.h"
 
@@ -23,7 +23,7 @@
 /// and nothing else, and in any case to the recording. Bodies of frames with `op` 6 are dropped.
 ///
 /// Standard output has to be unbuffered. What arrived together is written together, and all of it
-/// before the next read that may wait.
+/// before the next read, which may wait.
 class Receiver {
   public:
     /// All four must outlive the object. `cnx_ok` receives the result of every read, `canonique` 1
@@ -36,14 +36,19 @@ class Receiver {
     void run();
 
   private:
+    static constexpr std::size_t kGathered =
+        std::size_t{64} * 1024;  // bytes; most text written at once
+
     bool receiveBody(const MsgHeader& header);
     void handleChunk(std::string_view text);
     bool obeyControl(std::string_view text);
-    void settle();
-    void say(const std::string& text);
+    void say(std::string_view text);
+    void deliver();
 
     Recorder& recorder_;
     std::atomic<short>& canonique_;
-    TextRun screen_;
     FrameReader reader_;
+    // Texts received and put off, for the recording and the screen alike.
+    const std::unique_ptr<char[]> gathered_ = std::make_unique<char[]>(kGathered);
+    std::int32_t gathered_size_ = 0;
 };

@@ -3,14 +3,40 @@
 #include <fcntl.h>
 #include <unistd.h>
 
+#include <algorithm>
 #include <cerrno>
+#include <csignal>
 #include <cstring>
+#include <ctime>
 #include <utility>
 
 namespace {
 
 constexpr char SOURCE_MODULE[] = "console";
 constexpr char kOpenError[] = "error opening %s to write\n";
+
+void show(std::string_view text) {
+    if (!text.empty()) std::fwrite(text.data(), 1, text.size(), stdout);
+}
+
+/// Writes `text`. Gives 0, or the reason why that failed. To a pipe without a reader, or beyond the
+/// size that files may have, a write only fails: the signal that it raises stays with its thread,
+/// is held back, and is taken off before it is let through again. The process has no handler, and
+/// its other threads notice nothing.
+int writeOrFail(std::string_view text, std::FILE* file) {
+    sigset_t dead_end;
+    sigset_t before;
+    sigemptyset(&dead_end);
+    sigaddset(&dead_end, SIGPIPE);
+    sigaddset(&dead_end, SIGXFSZ);
+    pthread_sigmask(SIG_BLOCK, &dead_end, &before);
+    const bool written = std::fwrite(text.data(), 1, text.size(), file) == text.size();
+    const int error = written ? 0 : errno;
+    const timespec no_wait{};
+    if (!written) sigtimedwait(&dead_end, nullptr, &no_wait);
+    pthread_sigmask(SIG_SETMASK, &before, nullptr);
+    return error;
+}
 
 }  // namespace
 
@@ -19,14 +45,13 @@ Recorder::Recorder() {
 }
 
 Recorder::~Recorder() {
-    close();
     mutexDestroy(mutex_);
 }
 
 void Recorder::open(const char* name) {
     {
         const MutexHold hold(mutex_, SOURCE_MODULE, __LINE__);
-        close();
+        take(nullptr);
     }
     // Without the lock, because opening may take its time on a remote disk.
     File file = std::strlen(name) < kNameSize ? openNew(name) : nullptr;
@@ -34,29 +59,21 @@ void Recorder::open(const char* name) {
     {
         const MutexHold hold(mutex_, SOURCE_MODULE, __LINE__);
         if (opened) name_ = name;
-        file_ = std::move(file);
-        recording_ = opened;
         fault_told_ = false;
+        take(std::move(file));
     }
-    // Whoever reads this finds everything from here on in the recording.
     std::printf(opened ? "file %s is opened to record" : kOpenError, name);
 }
 
-std::string Recorder::record(std::string_view text) {
+// The screen is written under the lock too: otherwise the answer of `open` could come in between,
+// and text behind it would be missing in the new file.
+void Recorder::record(std::string_view text, std::string_view shown) {
+    const MutexHold hold(mutex_, SOURCE_MODULE, __LINE__);
     std::string notice;
-    if (!recording_) return notice;
-    const MutexHold hold(mutex_, SOURCE_MODULE, __LINE__);
-    if (!file_) return notice;
-    // A file that has no position, like a pipe, never counts as full.
-    if (std::ftell(file_.get()) + static_cast<long>(run_.size()) > kSizeLimit) notice = startOver();
-    if (file_) check(run_.append(text, file_.get()));
-    return notice;
-}
-
-void Recorder::settle() {
-    if (!recording_) return;
-    const MutexHold hold(mutex_, SOURCE_MODULE, __LINE__);
-    if (file_) check(run_.flush(file_.get()));
+    if (room_ < 0) notice = startOver();
+    write(text);
+    show(shown);
+    show(notice);
 }
 
 /// Makes or truncates the file `name`. A named pipe whose other end nobody reads is refused at
@@ -71,41 +88,46 @@ Recorder::File Recorder::openNew(const char* name) {
     return file;
 }
 
-/// The texts are gathered here already, so the stream itself keeps nothing back: what a full disk
-/// refuses is lost and not written again later, out of its place.
+/// What a full disk refuses is lost, and not written again later, out of its place.
 Recorder::File Recorder::unbuffered(std::FILE* file) {
     if (file) std::setvbuf(file, nullptr, _IONBF, 0);
     return File(file);
 }
 
-// `recording_` goes last: until then a text of the "Receiver" is in use here, and its `settle` has
-// to wait for the lock.
-void Recorder::close() {
-    if (file_) check(run_.flush(file_.get()));
-    file_.reset();
-    recording_ = false;
-}
-
 /// Goes back to the beginning of the file without truncating it: the old text stays behind the new.
+/// Gives what is to be said of that.
 std::string Recorder::startOver() {
     const char* const name = name_.c_str();
     char notice[2 * kNameSize];
     std::snprintf(notice, sizeof notice, "\n\n......  FILE %s IS FULL ...... REWINDING !!!\n",
                   name);
-    check(run_.append(notice, file_.get()));
-    check(run_.flush(file_.get()));
-    file_.reset();
-    file_ = unbuffered(std::fopen(name, "r+"));
-    recording_ = file_ != nullptr;
+    write(notice);
+    take(nullptr);
+    take(unbuffered(std::fopen(name, "r+")));
     if (file_) return notice;
     char error[2 * kNameSize];
     std::snprintf(error, sizeof error, kOpenError, name);
     return std::string(notice) + error;
 }
 
-void Recorder::check(bool written) {
-    const int error = errno;
-    if (written || fault_told_) return;
+void Recorder::write(std::string_view text) {
+    if (!file_ || text.empty()) return;
+    const int error = writeOrFail(text, file_.get());
+    measure();
+    if (error == 0 || fault_told_) return;
     fault_told_ = true;
     std::fprintf(stderr, "error writing to %s: %s\n", name_.c_str(), std::strerror(error));
+}
+
+/// Closes the present file, if any, and goes on with `file`.
+void Recorder::take(File file) {
+    file_ = std::move(file);
+    active_ = file_ != nullptr;
+    measure();
+}
+
+/// A file that has no position, like a pipe, never counts as full.
+void Recorder::measure() {
+    const off_t position = file_ ? ::ftello(file_.get()) : 0;
+    room_ = static_cast<std::int32_t>(std::clamp<off_t>(kSizeLimit - position, -1, kSizeLimit));
 }

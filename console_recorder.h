@@ -1,22 +1,23 @@
 #pragma once
 // The recording: the text that the server sends, kept in a local file that starts over when it has
-// grown too large.
+// grown too large. Received text reaches the screen only through here, so that the file has all
+// that a person can see.
 
 #include <atomic>
+#include <cstdint>
 #include <cstdio>
 #include <memory>
 #include <string>
 #include <string_view>
 
-#include "console_text_run.h"
 #include "util/i_os_mutex.h"
 
 /// The recording file and its name. The operator's thread opens a file at any time; the "Receiver"
 /// records. The two change hands under the Mutex "mutex_record", and a text goes whole to one file.
 class Recorder {
   public:
-    static constexpr long kSizeLimit = 50'000'000;  // bytes; a file above it starts over
-    static constexpr std::size_t kNameSize = 80;    // bytes of a name, with its terminator
+    static constexpr std::int32_t kSizeLimit = 50'000'000;  // bytes; a file above it starts over
+    static constexpr std::size_t kNameSize = 80;            // bytes of a name, with its terminator
 
     Recorder();
     ~Recorder();
@@ -26,17 +27,22 @@ class Recorder {
     /// Ends the present recording and begins one in the file `name`, which is made or truncated.
     /// Says on standard output how that went: "file %s is opened to record", or "error opening %s
     /// to write\n", also for a name of 80 bytes or more and for a named pipe that nobody reads;
-    /// then nothing is recorded. Operator's thread.
+    /// then nothing is recorded. All text that the screen shows behind the first of these is in the
+    /// file. Waits for a text that the screen is just taking. Operator's thread.
     void open(const char* name);
 
-    /// Adds `text` to the recording, if there is one. The text must stay where it is until
-    /// `settle`. Gives what is to be shown on the screen behind the text: nothing, or that the file
-    /// was full and starts over. Starting over leaves the old text behind the new. A failed write
-    /// is told once for each file, on standard error, and recording goes on trying. "Receiver".
-    std::string record(std::string_view text);
+    /// Adds `text` to the recording, if there is one, and then puts `shown` on standard output. A
+    /// file that was above its limit starts over first, which leaves the old text behind the new
+    /// and is said behind `shown`. A failed write is told once for each file, on standard error,
+    /// and recording goes on trying. "Receiver".
+    void record(std::string_view text, std::string_view shown);
 
-    /// Writes what was recorded so far: nothing is held back any more. "Receiver".
-    void settle();
+    /// Whether there is a recording. Any thread.
+    bool active() const { return active_; }
+
+    /// Bytes that the recording takes before it is above its limit; negative once it is.
+    /// "Receiver".
+    std::int32_t room() const { return room_; }
 
   private:
     struct CloseFile {
@@ -46,16 +52,17 @@ class Recorder {
 
     static File openNew(const char* name);
     static File unbuffered(std::FILE* file);
-    void close();
     std::string startOver();
-    void check(bool written);
+    void write(std::string_view text);
+    void take(File file);
+    void measure();
 
     Mutex* mutex_ = nullptr;
-    // False only while no text is in use here; spares idle texts the lock.
-    std::atomic<bool> recording_{false};
+    // Written under mutex_:
+    std::atomic<bool> active_{false};
+    std::atomic<std::int32_t> room_{kSizeLimit};
     // Guarded by mutex_:
     File file_;
     std::string name_;
-    TextRun run_{TextRun::OnDeadEnd::kFail};
     bool fault_told_ = false;
 };

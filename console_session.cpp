@@ -9,12 +9,12 @@
 #include "console_input.h"
 #include "console_pinger.h"
 #include "console_receiver.h"
+#include "console_workers.h"
 
 namespace {
 
-constexpr int kReportEvery = 50;   // failed attempts from one message to the next
-constexpr short kBlocking = 1;     // the form of ConnectService that waits for its result
-constexpr long kStackWish = 8192;  // bytes; threadCreate gives every thread the same stack
+constexpr int kReportEvery = 50;  // failed attempts from one message to the next
+constexpr short kBlocking = 1;    // the form of ConnectService that waits for its result
 
 // The workers of the present session. One object serves all sessions, because a session begins only
 // after the workers of the one before have left.
@@ -66,36 +66,6 @@ void startWorkers() {
 }
 
 }  // namespace
-
-bool SessionWorkers::start(const char* name, ThreadEntry entry) {
-    {
-        const std::lock_guard hold(guard_);
-        ended_ = false;
-        ++running_;
-    }
-    if (threadCreate(name, entry, 0, kStackWish, nullptr, 0) != 0) return true;
-    leave();
-    return false;
-}
-
-void SessionWorkers::leave() {
-    const std::lock_guard hold(guard_);
-    --running_;
-    changed_.notify_all();
-}
-
-bool SessionWorkers::waitForEnd(std::int32_t milliseconds) {
-    std::unique_lock hold(guard_);
-    return changed_.wait_for(hold, std::chrono::milliseconds(milliseconds),
-                             [this] { return ended_; });
-}
-
-void SessionWorkers::endSession() {
-    std::unique_lock hold(guard_);
-    ended_ = true;
-    changed_.notify_all();
-    changed_.wait(hold, [this] { return running_ == 0; });
-}
 
 void runSession(const char* host, std::int32_t port) {
     const auto connection = std::make_unique<ExwConnection>();

@@ -180,8 +180,9 @@ class MsgToSend : public elem_list {
 // The counters are diagnostics: nothing in the library reads them to decide anything.
 extern std::atomic<std::int32_t> msg_to_send_made;   // MsgToSend ever constructed
 extern std::atomic<std::int32_t> msg_to_send_alive;  // MsgToSend alive now
-/// If not null, every update of a counter runs under this Mutex, so that a program can look at
-/// several counters in one state. The program sets it before its threads start and owns it.
+/// If not null, each update of a counter runs under this Mutex: while a program holds it, no
+/// counter moves. A new frame is two updates, so one counter may be ahead of the other by what is
+/// just being made. The program sets it before its threads start and owns it.
 extern std::atomic<Mutex*> msg_count_guard;
 
 /// Adds `change` to a counter of messages, under the guard if there is one. Any thread.

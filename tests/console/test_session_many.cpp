@@ -5,6 +5,7 @@
 #include "console_session.h"
 #include "support/own_memory.h"
 #include "support/scripted_peer.h"
+#include "util/i_os.h"
 
 using namespace support;
 

@@ -12,6 +12,7 @@
 #include <thread>
 #include <vector>
 
+#include "support/patience.h"
 #include "util/i_cnxsock.h"
 
 inline std::string little(unsigned value, int bytes) {
@@ -46,10 +47,11 @@ struct FedLine {
     }
     ~FedLine() { hangUp(); }
 
-    /// Sends each piece once the near end has taken the last. False if that takes 10 s.
+    /// Sends each piece once the near end has taken the last. False if it loses its patience.
     bool feed(const std::vector<std::string>& pieces) {
         for (const std::string& piece : pieces) {
-            const auto limit = std::chrono::steady_clock::now() + std::chrono::seconds(10);
+            const auto limit =
+                std::chrono::steady_clock::now() + std::chrono::milliseconds(kPatience);
             for (int left = 1; ::ioctl(near.fd, FIONREAD, &left) == 0 && left > 0;
                  std::this_thread::yield())
                 if (std::chrono::steady_clock::now() > limit) return false;

@@ -12,10 +12,9 @@
 #include <string>
 #include <utility>
 
-namespace support {
+#include "support/patience.h"
 
-/// Longest wait for anything that must come, in milliseconds; generous for slow machines.
-constexpr int kPatience = 30000;
+namespace support {
 
 inline std::string littleEndian(long value, int bytes) {
     std::string out;
