@@ -5,8 +5,6 @@
 
 #include <cstdio>
 #include <filesystem>
-#include <fstream>
-#include <sstream>
 #include <string>
 #include <thread>
 #include <vector>
@@ -30,7 +28,8 @@ const std::string kEnd = "cnx not ok!\n" + kGone;
 /// Waits until `holds`; a test goes on when it does or when patience is lost.
 template <typename Condition>
 void waitUntil(Condition holds) {
-    for (int waited = 0; waited < kPatience && !holds(); ++waited) threadSleep(1);
+    for (int waited = 0; waited < kPatience && !holds(); ++waited)
+        threadSleep(1);
 }
 
 class ReceiverTest : public testing::Test {
@@ -145,62 +144,33 @@ TEST_F(ReceiverTest, HasEveryWholeChunkOutBeforeItWaitsForMore) {
     EXPECT_EQ(GetCapturedStdout(), out + kGone);
 }
 
-/// Standard output as a pipe that nobody reads until the test does: what a stopped terminal is.
-class StoppedScreen {
-  public:
-    StoppedScreen() {
-        EXPECT_EQ(pipe2(ends_, O_CLOEXEC), 0);
-        size_ = fcntl(ends_[1], F_SETPIPE_SZ, 4096);
-        EXPECT_EQ(dup2(ends_[1], STDOUT_FILENO), STDOUT_FILENO);
-        close(ends_[1]);
-    }
-    ~StoppedScreen() { close(ends_[0]); }
-    bool full() const {
-        int there = 0;
-        ioctl(ends_[0], FIONREAD, &there);
-        return there == size_;
-    }
-    /// Takes what is shown, up to and with `last`.
-    std::string readUpTo(const std::string& last) const {
-        std::string all;
-        char piece[65'536];
-        while (all.find(last) == std::string::npos) {
-            const ssize_t count = read(ends_[0], piece, sizeof piece);
-            if (count <= 0) break;
-            all.append(piece, static_cast<std::size_t>(count));
-        }
-        return all;
-    }
-
-  private:
-    int before_ = dup(STDOUT_FILENO);
-    int ends_[2] = {-1, -1};
-    int size_ = 0;
-
-  public:
-    void restore() {
-        dup2(before_, STDOUT_FILENO);
-        close(before_);
-    }
-};
-
+// Standard output is a pipe that nobody reads at first, as a stopped terminal is.
 TEST_F(ReceiverTest, RecordsBeforeAStoppedScreenTakesAnything) {
+    constexpr int kPipeSize = 4096;
     open(path_);
-    std::string text;
-    for (int i = 0; text.size() < 60'000; ++i) text += "line " + std::to_string(i) + "\n";
+    const std::string text(60'000, 't');
     FedLine line;
     EXPECT_TRUE(line.feed({packFrame(text) + packFrame("more")}));
     line.hangUp();
-    StoppedScreen screen;  // from here to its end a failed expectation couldn't be shown either
+    int ends[2];
+    ASSERT_EQ(pipe2(ends, O_CLOEXEC), 0);
+    ASSERT_EQ(fcntl(ends[1], F_SETPIPE_SZ, kPipeSize), kPipeSize);
+    const int terminal = dup(STDOUT_FILENO);
+    dup2(ends[1], STDOUT_FILENO);  // from here on a failed expectation couldn't be shown either
     std::thread receiver([&] { Receiver(line.near, recorder_, cnx_ok_, canonique_).run(); });
-    waitUntil([&] { return screen.full(); });
+    int shown = 0;
+    waitUntil([&] { return ioctl(ends[0], FIONREAD, &shown) == 0 && shown == kPipeSize; });
     const std::string at_the_stop = recorded();
-    const std::string shown = screen.readUpTo(kGone);
+    std::string all(text.size() + 4 + kEnd.size(), '\0');
+    for (std::size_t got = 0; got < all.size();)
+        got += static_cast<std::size_t>(read(ends[0], &all[got], all.size() - got));
     receiver.join();
-    screen.restore();
-    EXPECT_EQ(shown, text + "more" + kEnd);
-    EXPECT_GE(at_the_stop.size(), 4096u);
-    EXPECT_EQ(at_the_stop, shown.substr(0, at_the_stop.size()));
+    dup2(terminal, STDOUT_FILENO);
+    for (const int fd : {terminal, ends[0], ends[1]})
+        close(fd);
+    EXPECT_EQ(all, text + "more" + kEnd);
+    EXPECT_EQ(shown, kPipeSize);
+    EXPECT_GE(at_the_stop.size(), 10'000u) << "no less than the chunk that the screen has begun";
 }
 
 TEST_F(ReceiverTest, RefusesAPipeThatNobodyReads) {
@@ -250,7 +220,8 @@ TEST_F(ReceiverTest, ATextGoesWholeToOneFileWhileTheOperatorChangesFiles) {
     cnx_ok_ = 7;
     std::thread operators([&] {
         waitUntil([&] { return cnx_ok_ != 7; });
-        for (int i = 0; i < 101; ++i) recorder_.open(i % 2 ? "/dev/null" : path_.c_str());
+        for (int i = 0; i < 101; ++i)
+            recorder_.open(i % 2 ? "/dev/null" : path_.c_str());
     });
     receive(packFrame(std::string(1'000'000, 'm')));
     operators.join();
@@ -259,7 +230,8 @@ TEST_F(ReceiverTest, ATextGoesWholeToOneFileWhileTheOperatorChangesFiles) {
 
 TEST_F(ReceiverTest, RecordsAllThatIsShownBehindTheAnswerToOpen) {
     std::string stream;
-    for (int i = 0; i < 4'000; ++i) stream += packFrame(std::to_string(i) + "\n");
+    for (int i = 0; i < 4'000; ++i)
+        stream += packFrame(std::to_string(i) + "\n");
     for (int turn = 0; turn < 20; ++turn) {
         cnx_ok_ = 7;
         std::thread operators([&] {

@@ -3,10 +3,17 @@
 #include <cstring>
 #include <functional>
 #include <memory>
+#include <new>
 #include <thread>
 
 #include "util/i_msg.h"
 #include "util/i_os_mutex.h"
+
+static bool memory_is_out = false;
+
+void* operator new[](std::size_t size, const std::nothrow_t&) noexcept {
+    return memory_is_out ? nullptr : ::operator new[](size);
+}
 
 namespace {
 
@@ -36,7 +43,8 @@ TEST(Message, CountersStandStillWhileTheirGuardIsHeld) {
         const MutexHold hold(msg_count_guard, "test", __LINE__);
         for (int t = 0; t < 16; ++t)
             threads[t] = std::jthread([&, t] { ++began, changes[t < 2 ? t : 2 + t % 2](); });
-        for (int i = 0; began < 16 || i < 1000; ++i) std::this_thread::yield();
+        for (int i = 0; began < 16 || i < 1000; ++i)
+            std::this_thread::yield();
         EXPECT_TRUE(message_alive == 1 && msg_to_send_alive == 1 && msg_to_send_made == made);
     }
     EXPECT_TRUE(message_alive + msg_to_send_alive == 0 && msg_to_send_made == made + 7);
@@ -66,6 +74,13 @@ TEST(MessageDeathTest, NegativeLengthIsRefusedBeforeAnythingIsWritten) {
     std::memcpy(header.wire(), "\x88\x44\x22\x11\x0A\0\x05\0\x7F\xFF\xFF\xFF", 12);
     header.ReadHeader();
     EXPECT_DEATH(MakeToSend(header, nullptr), "Assertion <lg >= 0> failed:\nfile \"norba/i_msg\"");
+}
+
+TEST(MessageDeathTest, EndsInAnOrderlyWayWithoutMemory) {
+    memory_is_out = true;
+    EXPECT_DEATH(Message(5), "Assertion <body != NULL> failed:\nfile \"util/i_msg\", line");
+    EXPECT_DEATH(MsgToSend(5), "Assertion <pt_char != NULL> failed:\nfile \"norba/i_msg\", line");
+    memory_is_out = false;
 }
 
 }  // namespace
