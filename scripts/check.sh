@@ -1,5 +1,7 @@
 #!/usr/bin/env bash
-# What must be true before a merge. Without a word it runs every step; with words, only those:
+# What must be true before a merge. Without a word it runs every step; with words, only those.
+# Words behind two dashes narrow the steps that run tests (asan, tsan, powerpc) to the tests whose
+# names hold one of them, and tidy to the sources that do: check.sh asan tidy -- l_univ list
 #   format      every source stands as clang-format leaves it
 #   asan        clang++ without warnings, tests under AddressSanitizer and UBSan
 #   fuzz        each fuzz target over its seeds and a fixed number of runs (builds with asan)
@@ -9,8 +11,10 @@
 #   consumer    a small program builds and runs against the installed package
 #   wireshark   the dissector shows the fields of hand-made captures
 #   badline     console and simulator over a line that loses, delays, repeats and cuts
+#   faults      the programs while calls of the system fail, fall short or are interrupted
 #   recipes     what docs/recipes.md tells works
 #   docs        the API reference builds without a warning
+#   shell       shellcheck without a finding in the scripts
 set -euo pipefail
 . "$(dirname "$0")/lib.sh"
 
@@ -25,8 +29,7 @@ check_format() {
 
 check_asan() {
     need "${packages_test[@]}" clang libclang-rt-14-dev
-    build asan
-    ctest --preset asan -j "$jobs"
+    run_tests asan "${filters[@]}"
 }
 
 check_fuzz() {
@@ -34,7 +37,7 @@ check_fuzz() {
     build asan
     local target name
     for target in build/asan/fuzz/fuzz_*; do
-        [ -x "$target" ] && [ ! -d "$target" ] || continue
+        if [ -d "$target" ] || [ ! -x "$target" ]; then continue; fi
         name=${target##*/fuzz_}
         mkdir -p "build/corpus/$name"
         echo "fuzz $name: $fuzz_runs runs"
@@ -46,20 +49,21 @@ check_fuzz() {
 
 check_tsan() {
     need "${packages_test[@]}"
-    build tsan
-    ctest --preset tsan -j "$jobs"
+    run_tests tsan "${filters[@]}"
 }
 
 check_powerpc() {
     need "${packages_test[@]}" g++-powerpc-linux-gnu qemu-user
-    build powerpc
-    ctest --preset powerpc -j "$jobs"
+    run_tests powerpc "${filters[@]}"
 }
 
 check_tidy() {
+    local words
+    words=$(IFS='|'; echo "${filters[*]:-.}")
     need "${packages_test[@]}" clang-tidy clang
     cmake --preset clang >build/clang.log
     sources | grep '\.cpp$' | grep -v -e '^fuzz/' -e '^bench/' -e '^examples/' -e '^tests/' |
+        grep -E "$words" |
         xargs -P "$jobs" -n 4 clang-tidy --quiet -p build/clang 2>build/tidy.log
 }
 
@@ -79,6 +83,14 @@ check_badline() {
     python3 scripts/try_badline.py build/release --short
 }
 
+check_faults() {
+    need "${packages_build[@]}" python3
+    build dev zor_console zor_sim zor_faults
+    scripts/try_faults.py build/dev --short
+    scripts/try_load.py crowd build/dev --consoles 300
+    scripts/try_load.py flood build/dev --small 100000 --large 200
+}
+
 check_recipes() {
     scripts/try_recipes.sh
     scripts/try_zor.sh
@@ -88,11 +100,31 @@ check_docs() {
     scripts/docs.sh
 }
 
-[ $# -gt 0 ] || set -- format asan fuzz tsan powerpc tidy consumer wireshark badline recipes docs
-for step in "$@"; do
+check_shell() {
+    need shellcheck
+    shellcheck -x -P SCRIPTDIR scripts/*.sh .ci/run
+}
+
+steps=() filters=()
+while [ $# -gt 0 ] && [ "$1" != -- ]; do
+    steps+=("$1")
+    shift
+done
+if [ $# -gt 1 ]; then
+    shift
+    filters=("$@")
+    [ ${#steps[@]} -gt 0 ] || { echo "which steps? (see the head of $0)" >&2; exit 2; }
+fi
+[ ${#steps[@]} -gt 0 ] ||
+    steps=(format shell asan fuzz tsan powerpc tidy consumer wireshark badline faults recipes docs)
+for step in "${steps[@]}"; do
+    if [ ${#filters[@]} -gt 0 ] && [[ ! $step =~ ^(asan|tsan|powerpc|tidy)$ ]]; then
+        echo "step $step takes no filter" >&2
+        exit 2
+    fi
     declare -F "check_$step" >/dev/null || { echo "no such step: $step (see the head of $0)" >&2; exit 2; }
 done
-for step in "$@"; do
+for step in "${steps[@]}"; do
     echo "== check $step"
     started=$SECONDS
     "check_$step"

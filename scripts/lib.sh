@@ -1,3 +1,4 @@
+# shellcheck shell=bash
 # What the scripts share: where the tree is, and how a missing package is got. Sourced, never run.
 
 tree=$(cd "$(dirname "${BASH_SOURCE[0]}")/.." && pwd)
@@ -53,4 +54,37 @@ build() {
 
 # The packages behind each kind of work.
 packages_build=(g++ cmake ninja-build)
+# shellcheck disable=SC2034  # for the scripts that source this
 packages_test=("${packages_build[@]}" googletest)
+
+# test_names PRESET WORD...: the tests of a configured preset whose names hold one of the words, as
+# ctest calls them. Without a word all of them.
+test_names() {
+    local preset=$1
+    shift
+    ctest --preset "$preset" -N | sed -n 's/^ *Test *#[0-9]*: //p' |
+        grep -E "$(IFS='|'; echo "${*:-.}")" || true
+}
+
+# run_tests PRESET [WORD...] [-- CTEST_ARGUMENT...]: with words builds and runs only the tests that
+# test_names gives for them, otherwise all.
+run_tests() {
+    local preset=$1 words=() names
+    shift
+    while [ $# -gt 0 ] && [ "$1" != -- ]; do
+        words+=("$1")
+        shift
+    done
+    [ $# -eq 0 ] || shift
+    if [ ${#words[@]} -eq 0 ]; then
+        build "$preset"
+        ctest --preset "$preset" -j "$jobs" "$@"
+        return
+    fi
+    mkdir -p build
+    cmake --preset "$preset" >"build/$preset.log" 2>&1 || { cat "build/$preset.log" >&2; exit 1; }
+    mapfile -t names < <(test_names "$preset" "${words[@]}")
+    [ ${#names[@]} -gt 0 ] || { echo "no test is called: ${words[*]}" >&2; exit 2; }
+    build "$preset" "${names[@]//\//_}"
+    ctest --preset "$preset" -j "$jobs" -R "^($(IFS='|'; echo "${names[*]}"))\$" "$@"
+}

@@ -237,7 +237,7 @@ def run_bounded(command, patience, cwd=None):
                            (OUTPUT_LIMIT, resource.getrlimit(resource.RLIMIT_FSIZE)[1]))
         limit_memory(command)
 
-    environment = dict(os.environ, GTEST_FAIL_FAST="1", GTEST_BRIEF="1")
+    environment = dict(os.environ, GTEST_FAIL_FAST="1")
     child = subprocess.Popen([str(word) for word in command], cwd=cwd, preexec_fn=limits,
                              stdin=subprocess.DEVNULL, stdout=subprocess.DEVNULL,
                              stderr=subprocess.DEVNULL, env=environment)

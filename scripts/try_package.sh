@@ -19,8 +19,8 @@ try_consumer() { # NAME PROGRAM
 
 try_prefix() { # NAME PREFIX
     local name=$1 prefix=$2 pc
-    cmake -S examples/consumer -B "$work/$name" -DCMAKE_PREFIX_PATH="$prefix" >"$work/log" 2>&1 &&
-        cmake --build "$work/$name" >>"$work/log" 2>&1 || { cat "$work/log" >&2; exit 1; }
+    { cmake -S examples/consumer -B "$work/$name" -DCMAKE_PREFIX_PATH="$prefix" &&
+        cmake --build "$work/$name"; } >"$work/log" 2>&1 || { cat "$work/log" >&2; exit 1; }
     try_consumer "$name by CMake" "$work/$name/consumer"
     pc=$(dirname "$(find "$prefix" -name zor.pc)")
     # shellcheck disable=SC2046
