@@ -1,3 +1,4 @@
+# shellcheck shell=bash disable=SC2034  # simulator and port are for the scripts that source this
 # What the tries of recipes and programs share: a simulator, a terminal, and waits that end. Sourced
 # after lib.sh, with `work` set to a directory of the try's own; everything begun here ends with it.
 # shellcheck disable=SC2154

@@ -33,8 +33,8 @@ try_prefix() { # NAME PREFIX
 # The examples as the package brings them, each with what it must print or give.
 try_examples() { # NAME PREFIX
     local at=$work/$1.examples port server
-    cmake -S "$2/share/doc/libzor-dev/examples" -B "$at" -DCMAKE_PREFIX_PATH="$2" >"$work/log" 2>&1 &&
-        cmake --build "$at" >>"$work/log" 2>&1 || { cat "$work/log" >&2; exit 1; }
+    { cmake -S "$2/share/doc/libzor-dev/examples" -B "$at" -DCMAKE_PREFIX_PATH="$2" &&
+        cmake --build "$at"; } >"$work/log" 2>&1 || { cat "$work/log" >&2; exit 1; }
     "$at/threads" | grep -F "together they have counted to 3000" >/dev/null
     [ "$("$at/list")" = $'7 Marin\n19 Ruiz\n42 Lopez' ]
     "$at/file" "$work/checked" >"$work/log"
