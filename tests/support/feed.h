@@ -1,23 +1,14 @@
 #pragma once
-// A connection whose other end is the test's, and frames packed by hand.
+// A connection whose other end is the test's.
 
-#include <arpa/inet.h>
-#include <netinet/in.h>
 #include <sys/ioctl.h>
-#include <sys/socket.h>
-#include <unistd.h>
 
 #include <chrono>
-#include <string>
 #include <thread>
 #include <vector>
 
-#include "support/patience.h"
+#include "support/scripted_peer.h"
 #include "util/i_cnxsock.h"
-
-inline std::string little(unsigned value, int bytes) {
-    return bytes ? static_cast<char>(value) + little(value >> 8, bytes - 1) : "";
-}
 
 /// The port that a listening connection has.
 inline int portOf(const Connection& connection) {
@@ -27,13 +18,8 @@ inline int portOf(const Connection& connection) {
     return ntohs(address.sin_port);
 }
 
-/// A frame of text; `lg` other than -2 tells a length that isn't the body's.
-inline std::string packFrame(const std::string& body, int op = 5, int version = 29, int lg = -2) {
-    const auto length = lg == -2 ? static_cast<unsigned>(body.size()) : static_cast<unsigned>(lg);
-    return little(0x11224488, 4) + little(10, 2) + little(static_cast<unsigned>(op), 2) +
-           little(length, 4) + std::string(8, '\xFF') + little(0, 4) + little(0xFFFF, 2) +
-           little(static_cast<unsigned>(version), 2) + std::string(version > 27 ? 104 : 20, '\0') +
-           body;
+inline std::string packFrame(const std::string& body, int op = 5, int version = 29) {
+    return support::header(10, op, -1, static_cast<long>(body.size()), version) + body;
 }
 
 /// `near` reads what the test puts into the far end, each piece as a delivery of its own. A stream

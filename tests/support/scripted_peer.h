@@ -21,11 +21,12 @@ inline std::string littleEndian(long value, int bytes) {
     for (int i = 0; i < bytes; ++i) out += static_cast<char>(value >> (8 * i));
     return out;
 }
-/// A header of 132 bytes; `length` is free, so that it may lie.
-inline std::string header(int type, int op, int kel, long length) {
+/// A header; `length` is free, so that it may lie. Up to version 27 it is a short one.
+inline std::string header(int type, int op, int kel, long length, int version = 29) {
     return "\x88\x44\x22\x11" + littleEndian(type, 2) + littleEndian(op, 2) +
            littleEndian(length, 4) + std::string(6, '\xff') + littleEndian(kel, 2) +
-           std::string(4, '\0') + "\xff\xff\x1d" + std::string(105, '\0');
+           std::string(4, '\0') + "\xff\xff" + littleEndian(version, 2) +
+           std::string(version > 27 ? 104 : 20, '\0');
 }
 inline std::string frame(int type, int op, int kel, const std::string& body = "") {
     return header(type, op, kel, static_cast<long>(body.size())) + body;

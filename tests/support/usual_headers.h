@@ -1,44 +1,26 @@
 #pragma once
-// What programs of the family include beside the library. Some of these names are macros that eat
-// common words: major, minor, index, ECHO, MIN.
+// What programs of the family include beside the library; much else comes along with these. Some of
+// these names are macros that eat common words: major, minor, index, ECHO, MIN.
 
-#include <arpa/inet.h>
-#include <arpa/nameser.h>
-#include <assert.h>
 #include <complex.h>
 #include <dirent.h>
-#include <errno.h>
-#include <execinfo.h>
 #include <fcntl.h>
-#include <locale.h>
 #include <math.h>
 #include <net/if.h>
 #include <netdb.h>
-#include <netinet/in.h>
 #include <netinet/tcp.h>
 #include <poll.h>
-#include <pthread.h>
 #include <resolv.h>
 #include <semaphore.h>
 #include <setjmp.h>
-#include <signal.h>
-#include <stdio.h>
-#include <string.h>
 #include <strings.h>
 #include <sys/ioctl.h>
 #include <sys/mman.h>
-#include <sys/param.h>
 #include <sys/resource.h>
-#include <sys/select.h>
-#include <sys/socket.h>
-#include <sys/stat.h>
 #include <sys/sysmacros.h>
-#include <sys/time.h>
-#include <sys/types.h>
 #include <sys/un.h>
 #include <sys/wait.h>
 #include <syslog.h>
 #include <termios.h>
-#include <time.h>
 #include <unistd.h>
 #include <wchar.h>
