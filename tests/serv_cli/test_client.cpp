@@ -164,7 +164,35 @@ TEST_F(ClientTest, ASignalEndsNoWaitForAText) {
     expectToWaitThroughSignals([&] { EXPECT_STREQ(mailbox->get_parametre(), "posted"); }, post);
     EXPECT_EQ(semLock(mailbox->signal, 0), 0) << "it took its count";
     EXPECT_EQ(read(id), "posted");
-    expectToWaitThroughSignals([this] { EXPECT_EQ(read(id), "posted"); }, post);
+    const auto reading = [this] {
+        const Slot own;
+        EXPECT_EQ(read(id), "posted");
+    };
+    expectToWaitThroughSignals(reading, [&post] {
+        CharString threads;
+        listThreads(threads);
+        EXPECT_EQ(threads.contains("Trace 12\n"), 1) << "it has its mailbox and waits";
+        post();
+    });
+}
+
+TEST_F(ClientTest, RemovesThisVeryMailboxAndOneOfAClientTheFirst) {
+    Elt_Supervision* const first = add(1, 2, "first");
+    Elt_Supervision* const second = add(1, 2, "second");
+    add(1, 2, "third");
+    Elt_Supervision stranger(id, nullptr);
+    EXPECT_EQ(clients.remove_elt(&stranger), 0);
+    EXPECT_EQ(clients.remove_elt(second), 1);
+    EXPECT_EQ(clients.count(), 2);
+    EXPECT_EQ(first->has_parametre(), 1);
+    EXPECT_EQ(clients.remove_client(&id), 1);
+    EXPECT_EQ(read(id), "third");
+}
+
+TEST_F(ClientTest, ACountWithoutATextGivesNone) {
+    Elt_Supervision* const mailbox = add(1, 2);
+    semUnLock(mailbox->signal);
+    EXPECT_EQ(mailbox->get_parametre(), nullptr);
 }
 
 TEST_F(ClientTest, ManyPostersOneReaderEachAndClientsThatComeAndGo) {

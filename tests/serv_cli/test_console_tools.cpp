@@ -5,6 +5,7 @@
 #include "serv_cli/i_tools.h"
 #include "support/captured_trace.h"
 #include "util/i_charstr.h"
+#include "util/i_os.h"
 
 #pragma GCC diagnostic ignored "-Wformat-nonliteral"
 
@@ -114,16 +115,19 @@ TEST(ConsoleTools, FiltersAndClearsAtTheLocalTerminal) {
 
 TEST(ConsoleTools, ShowsWhatWasPrintedBeforeItWaitsForTheOperator) {
     const auto session = [] {
+        PutThreadInTbThread("asks", threadId(), threadId());
         client_printf(kLocal, "ready? ");
         while (!client_input_ready(&kLocal)) {}
         client_printf(kLocal, "key %d? ", client_getc(&kLocal));
         client_printf(kLocal, "key %d, ", read_key());
         char* answer;
         client_ask(&kLocal, "%% of it: ", &answer);
-        client_printf(kLocal, "(%s)", answer);
+        CharString threads;
+        listThreads(threads);
+        client_printf(kLocal, "(%s) marked: %d", answer, threads.contains("Trace 10\n"));
     };
     const std::vector<Turn> turns = {{"ready? ", "k"}, {"key 107? ", "l"}, {"% of it: ", "12\r\n"}};
-    EXPECT_EQ(atTerminal(turns, session), "ready? key 107? key 108, % of it: (12\r)");
+    EXPECT_EQ(atTerminal(turns, session), "ready? key 107? key 108, % of it: (12\r) marked: 1");
 }
 
 TEST(ConsoleTools, WithoutAClientOrItsHooksNothingHappens) {
