@@ -49,6 +49,25 @@ TEST(Optional, TextsAreReadByteForByteUpToEveryLimit) {
     EXPECT_EQ(text, nullptr);
 }
 
+TEST(Optional, ABareByteAndStringEndAtTheLimitAndLeaveTheirValue) {
+    char wire[] = "\7word";
+    char* cursor = wire;
+    char* none = nullptr;
+    unsigned char byte = 0;
+    CharString text("kept");
+    EXPECT_EQ(GetByte(&byte, &cursor, wire + 1), 1);
+    EXPECT_EQ(byte, 7);
+    for (char** const at_end : {&cursor, &none}) {
+        EXPECT_EQ(GetByte(&byte, at_end, cursor), 0);
+        EXPECT_EQ(GetCharString(&text, at_end, cursor), 0);
+    }
+    EXPECT_EQ(byte, 7);
+    EXPECT_STREQ(text.c_str(), "kept");
+    EXPECT_EQ(GetCharString(&text, &cursor, wire + 2), 1) << "the limit isn't looked for inside";
+    EXPECT_STREQ(text.c_str(), "word");
+    EXPECT_EQ(cursor, wire + sizeof wire);
+}
+
 TEST(Optional, ASizedTextIsCutAndConsumedToItsEnd) {
     const char* const by_size[] = {"", "", "w", "wo", "wor", "word", "word"};
     for (std::int32_t size = 0; size < 7; ++size) {
