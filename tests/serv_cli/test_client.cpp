@@ -2,7 +2,6 @@
 #include <pthread.h>
 
 #include <csignal>
-#include <regex>
 #include <thread>
 
 #include "serv_cli/i_tools_client.h"
@@ -48,76 +47,73 @@ TEST_F(ClientTest, ATextBehindATakingGoesBehindTheCursorAndNoneIsLost) {
     EXPECT_EQ(read(id), "E");
 }
 
-TEST_F(ClientTest, ALentTextWithoutItsCountBlocksNobody) {
+TEST_F(ClientTest, TextsAndCountsMayPart) {
     Elt_Supervision* const mailbox = add(1, 2, "lent");
-    EXPECT_STREQ(clients.next_parametre(&id), "lent");
+    EXPECT_STREQ(clients.next_parametre(&id), "lent");  // its count is spent, yet nobody waits
     char cut[] = "####";
     EXPECT_EQ(clients.read_parametre(&id, cut, 3), 4);
-    // Texts and counts part: a removed text leaves its count, and the reading finds nothing.
-    mailbox->put_parametre("removed");
+    mailbox->put_parametre("removed");  // and leaves its count
     const std::unique_ptr<char[]> text(
         static_cast<char*>(mailbox->parametres->item_pointer(t_neutre)));
     EXPECT_EQ(mailbox->remove_parametre(text.get()), 1);
     EXPECT_EQ(clients.read_parametre(&id, cut, 4), 0);
     EXPECT_STREQ(cut, "len#");
+    semUnLock(mailbox->signal);
+    EXPECT_EQ(mailbox->get_parametre(), nullptr);
 }
 
 TEST_F(ClientTest, ClientsAreFoundByTheirTwoKeys) {
-    Elt_Supervision* const first = add(1, 2);
+    for (const std::int16_t major : {1, 2}) add(major, 2);
     add(1, 3);
-    add(1, 2);
-    add(2, 2);
-    ClientId same = id, unknown(2, 1);
+    ClientId same = id;
     same.third = 7;
+    const ClientId unknown(2, 1);
     EXPECT_EQ(clients.put_parametre(&same, "x"), 1);
-    EXPECT_EQ(first->has_parametre(), 1);
+    EXPECT_EQ(clients.has_parametre(&id), 1);
     EXPECT_EQ(clients.put_parametre(&unknown, "x"), 0);
     EXPECT_EQ(clients.has_parametre(&unknown), 0);
     EXPECT_EQ(clients.remove_client(&unknown), 1);
-    EXPECT_EQ(clients.count(), 4);
-    EXPECT_EQ(clients.remove_client(&same), 1);
-    EXPECT_EQ(clients.client_known(&same), 1);  // the second one with these keys
+    EXPECT_EQ(clients.count(), 3);
     clients.remove_clients_of(1);
     EXPECT_EQ(clients.count(), 1);
 }
 
-/// The trace mark of this thread, as the listing of threads shows it.
-static std::string ownMark() {
-    CharString text;
-    listThreads(text);
-    std::smatch found;
-    const std::string table = text.c_str();
-    const bool marked = std::regex_search(table, found, std::regex("test .*Trace ([0-9]+)"));
-    return marked ? found.str(1) : table;
+TEST_F(ClientTest, RemovesThisVeryMailboxAndOfAClientTheFirst) {
+    Elt_Supervision stranger(id, nullptr);
+    Elt_Supervision* const first = add(1, 2, "first");
+    Elt_Supervision* const second = add(1, 2);
+    add(1, 2, "third");
+    EXPECT_EQ(clients.remove_elt(&stranger), 0);
+    EXPECT_EQ(clients.remove_elt(second), 1);
+    EXPECT_EQ(first->has_parametre(), 1);
+    EXPECT_EQ(clients.remove_client(&id), 1);
+    EXPECT_EQ(read(id), "third");
+}
+
+/// Whether the listing of threads shows one with this trace mark.
+static short isMarked(int mark) {
+    CharString threads;
+    listThreads(threads);
+    return threads.contains(("Trace " + std::to_string(mark) + '\n').c_str());
 }
 
 TEST_F(ClientTest, AFunctionIsCalledWithNoLockHeldAndMarksTellHowFarAThreadIs) {
-    static List_Client_Supervision* list;
-    static std::string mark_inside;
-    list = &clients;
+    static ReadWriteLock* lock;
+    lock = clients.clients_lock;
     add(1, 2, "text");
     const auto function = [](ClientId* client) -> short {
-        mark_inside = ownMark();
-        const short was_free = rwLock(list->clients_lock, 1, 0);
-        if (was_free) rwUnlock(list->clients_lock, 1);
-        return static_cast<short>(was_free ? client->minor + 5 : -1);
+        EXPECT_EQ(isMarked(14), 1);
+        EXPECT_EQ(rwLock(lock, 1, 0), 1) << "free";
+        rwUnlock(lock, 1);
+        return static_cast<short>(client->minor + 5);
     };
-    ClientId known = id, unknown(2, 1);
+    ClientId known = id;
+    ClientId unknown(2, 1);
     EXPECT_EQ(clients.call_client(function, &known), 7);
-    EXPECT_EQ(mark_inside, "14");
-    EXPECT_EQ(ownMark(), "15");
+    EXPECT_EQ(isMarked(15), 1);
     EXPECT_EQ(clients.call_client(function, &unknown), 0);
     EXPECT_EQ(read(id), "text");
-    EXPECT_EQ(ownMark(), "13");
-}
-
-TEST_F(ClientTest, EachPostCountsOnce) {
-    Elt_Supervision* const mailbox = add(1, 2, "first");
-    mailbox->put_parametre("second");
-    mailbox->put_parametre(nullptr);
-    EXPECT_EQ(semLock(mailbox->signal, 0), 1);
-    EXPECT_EQ(semLock(mailbox->signal, 0), 1);
-    EXPECT_EQ(semLock(mailbox->signal, 0), 0);
+    EXPECT_EQ(isMarked(13), 1);
 }
 
 /// Runs `wait` on a thread and ends its wait by signals; `release` gives it what it waits for.
@@ -169,30 +165,9 @@ TEST_F(ClientTest, ASignalEndsNoWaitForAText) {
         EXPECT_EQ(read(id), "posted");
     };
     expectToWaitThroughSignals(reading, [&post] {
-        CharString threads;
-        listThreads(threads);
-        EXPECT_EQ(threads.contains("Trace 12\n"), 1) << "it has its mailbox and waits";
+        EXPECT_EQ(isMarked(12), 1) << "it has its mailbox and waits";
         post();
     });
-}
-
-TEST_F(ClientTest, RemovesThisVeryMailboxAndOneOfAClientTheFirst) {
-    Elt_Supervision* const first = add(1, 2, "first");
-    Elt_Supervision* const second = add(1, 2, "second");
-    add(1, 2, "third");
-    Elt_Supervision stranger(id, nullptr);
-    EXPECT_EQ(clients.remove_elt(&stranger), 0);
-    EXPECT_EQ(clients.remove_elt(second), 1);
-    EXPECT_EQ(clients.count(), 2);
-    EXPECT_EQ(first->has_parametre(), 1);
-    EXPECT_EQ(clients.remove_client(&id), 1);
-    EXPECT_EQ(read(id), "third");
-}
-
-TEST_F(ClientTest, ACountWithoutATextGivesNone) {
-    Elt_Supervision* const mailbox = add(1, 2);
-    semUnLock(mailbox->signal);
-    EXPECT_EQ(mailbox->get_parametre(), nullptr);
 }
 
 TEST_F(ClientTest, ManyPostersOneReaderEachAndClientsThatComeAndGo) {

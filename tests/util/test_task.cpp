@@ -5,9 +5,7 @@
 #include "util/i_charstr.h"
 #include "util/i_os.h"
 
-namespace {
-
-std::string threadTable() {
+static std::string threadTable() {
     CharString text;
     listThreads(text);
     return text.c_str();
@@ -39,5 +37,3 @@ TEST(Task, TheWaitForAllIsBoundedAndEndsBehindWhatTheWorkHolds) {
     EXPECT_EQ(threadWaitStarted(30'000), 1);
     EXPECT_TRUE(watch.expired());
 }
-
-}  // namespace
