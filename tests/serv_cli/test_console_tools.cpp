@@ -126,15 +126,13 @@ TEST(ConsoleTools, ShowsWhatWasPrintedBeforeItWaitsForTheOperator) {
 }
 
 TEST(ConsoleTools, WithoutAClientOrItsHooksNothingHappens) {
-    char buffer[] = "kept";
     client_hooks = {};
     for (const ClientId* const client : {&kRemote, static_cast<const ClientId*>(nullptr)}) {
         EXPECT_EQ(client_alive(client), 0);
         EXPECT_EQ(client_input_ready(client), 0);
-        EXPECT_EQ(client_read(client, buffer, 4), 0);
+        EXPECT_EQ(client_read(client, nullptr, 4), 0);
     }
     EXPECT_EQ(client_getc(&kRemote), 0);
-    EXPECT_STREQ(buffer, "kept");
     EXPECT_EQ(client_alive(&kLocal), 1);
 }
 

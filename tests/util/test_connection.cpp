@@ -148,6 +148,7 @@ TEST(WaitTest, TellsReadableIdleAndImpossible) {
     EXPECT_EQ(line.near.WaitReadable(20), 0);
     EXPECT_EQ(line.near.WaitWritable(-1), 1);
     line.feed({"x"});
-    EXPECT_EQ(WaitFdReadable(line.near.fd, -1), 1);
+    EXPECT_EQ(line.near.WaitReadable(-1), 1);
     EXPECT_EQ(WaitFdReadable(-1, 0), -1);
+    EXPECT_EQ(WaitFdReadable(FD_SETSIZE, 0), 0) << "no room for it in a set";
 }

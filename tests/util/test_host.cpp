@@ -52,13 +52,12 @@ TEST(Host, DottedAddressIsCutToItsBufferAndOnlyNamesAreLookedUp) {
         std::string buffer(101, '~');
         HostToDotted(host.c_str(), buffer.data(), size);
         EXPECT_STREQ(buffer.c_str(), expected.c_str());
-        HostToDotted(host.c_str(), &buffer[100], 0);
-        EXPECT_EQ(buffer[100], '~');
     }
 }
 
 TEST(Host, KnowsThisMachineByItsNamesAndItsAddress) {
-    char own[80] = "", dotted[40] = "";
+    char own[80] = "";
+    char dotted[40] = "";
     LocalHostName(own, sizeof own);
     HostToDotted(own, dotted, sizeof dotted);
     const std::string address = *dotted ? dotted : "0.0.0.0";  // zeros where that is unknown

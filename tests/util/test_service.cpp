@@ -25,9 +25,6 @@ TEST(Service, TakesAClientAndReportsWhereItStands) {
     EXPECT_EQ(listener.Accept(served, 0), 0);  // nobody waits
     ASSERT_EQ(client.ConnectService("127.0.0.1", portOf(listener) + 0x10000, 1, 0), 1);
     ASSERT_EQ(listener.Accept(served, 1), 1);
-    EXPECT_EQ(served.Write("hello", 6), 6);
-    EXPECT_EQ(client.ReadBlock(text, 6, 30000, nullptr), 1);
-    EXPECT_STREQ(text, "hello");
     EXPECT_EQ(served.SocketAddress(text), 1);
     EXPECT_STREQ(text, "127.0.0.1");
     EXPECT_EQ(client.CreateService(portOf(listener), 0, 5, 1), 0);  // what was open goes first
@@ -60,9 +57,6 @@ TEST(Service, ALocalServiceTellsItsPortAndTakesClientsOfThisMachineAlone) {
     EXPECT_EQ(stranger.SetNoDelay(), 0) << "it isn't open";
     EXPECT_EQ(client.SetNoDelay(), 1);
     EXPECT_EQ(option(client, IPPROTO_TCP, TCP_NODELAY), 1);
-    char text[20];
-    EXPECT_EQ(listener.SocketAddress(text), 1);
-    EXPECT_STREQ(text, "127.0.0.1");
 }
 
 // Reader, writer and acceptor are each inside their call, or about to be: either way they end.
@@ -73,19 +67,13 @@ TEST(Service, AHangUpWakesEverybodyAtOnce) {
     ASSERT_EQ(listener.CreateLocalService(0, 0, 5, 0), 1);
     ASSERT_EQ(client.ConnectService("127.0.0.1", listener.SocketPort(), 1, 0), 1);
     ASSERT_EQ(listener.Accept(served, 1), 1);
-    std::thread acceptor([&listener] {
-        Connection nobody;
-        EXPECT_EQ(listener.Accept(nobody, 1), 0);
-    });
-    std::thread reader([&served] {
-        char byte;
-        EXPECT_EQ(served.ReadBlock(&byte, 1, 0, nullptr), 0);
-    });
+    Connection nobody;
+    std::thread acceptor([&] { EXPECT_EQ(listener.Accept(nobody, 1), 0); });
+    char byte;
+    std::thread reader([&] { EXPECT_EQ(served.ReadBlock(&byte, 1, 0, nullptr), 0); });
     std::thread writer([&served] {
-        const std::string chunk(1 << 20, 'w');
-        const auto size = static_cast<std::int32_t>(chunk.size());
-        while (served.Write(chunk.data(), size) == size) {  // the client never reads
-        }
+        const char chunk[1 << 20] = "the client never reads";
+        while (served.Write(chunk, sizeof chunk) == sizeof chunk) {}
     });
     while (served.WaitWritable(0) == 1) std::this_thread::yield();  // until the writer is stuck
     served.HangUp();
