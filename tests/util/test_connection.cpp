@@ -86,30 +86,14 @@ TEST(ConnectionTest, ReadsThatFailAreTriedAgainAndTold) {
 TEST(ConnectionTest, AResetIsALossAndNoFailure) {
     const linger at_once{1, 0};
     Connection server, client, served;
-    ASSERT_EQ(server.CreateService(0, 0, 1, 0), 1);
-    ASSERT_EQ(client.ConnectService("127.0.0.1", portOf(server), 1, 0), 1);
+    ASSERT_EQ(server.CreateLocalService(0, 0, 1, 0), 1);
+    ASSERT_EQ(client.ConnectService("127.0.0.1", server.SocketPort(), 1, 0), 1);
     ASSERT_EQ(server.Accept(served, 1), 1);
     ::setsockopt(served.fd, SOL_SOCKET, SO_LINGER, &at_once, sizeof at_once);
     ::close(served.fd.exchange(-1));
     char byte;
     EXPECT_EQ(client.WaitReadable(30'000), 1);
     EXPECT_EQ(client.Read(&byte, 1), 0);
-}
-
-TEST(ConnectionTest, NoCloseComesIntoTheMiddleOfAWrite) {
-    FedLine line;
-    ExwConnection shared;
-    shared.fd = line.near.fd.exchange(-1);
-    const std::string sent(4 << 20, 'w');  // more than the socket holds
-    const auto size = static_cast<std::int32_t>(sent.size());
-    std::thread writer([&] { EXPECT_EQ(shared.Write(sent.data(), size), size); });
-    EXPECT_EQ(WaitFdReadable(line.far, 30'000), 1);
-    std::thread closer([&] { shared.Close(); });
-    threadSleep(20);
-    std::string got(sent.size() + 1, 0);
-    EXPECT_EQ(::recv(line.far, got.data(), got.size(), MSG_WAITALL), size);
-    writer.join();
-    closer.join();
 }
 
 // With nobody there, a connect may get the very port that it asks for as its near end. The system

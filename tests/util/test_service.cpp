@@ -1,3 +1,4 @@
+#include <fcntl.h>
 #include <gtest/gtest.h>
 #include <netinet/tcp.h>
 #include <sys/socket.h>
@@ -19,12 +20,15 @@ static int option(const Connection& connection, int level, int name) {
 TEST(Service, TakesAClientAndReportsWhereItStands) {
     Connection listener, client;
     ExwConnection served;
-    char text[20];
     EXPECT_EQ(listener.Accept(served, 1), 0);  // closed: no wait even where one is asked for
     ASSERT_EQ(listener.CreateService(0, 0, 5, 0), 1);
     EXPECT_EQ(listener.Accept(served, 0), 0);  // nobody waits
     ASSERT_EQ(client.ConnectService("127.0.0.1", portOf(listener) + 0x10000, 1, 0), 1);
-    ASSERT_EQ(listener.Accept(served, 1), 1);
+    ASSERT_EQ(listener.WaitReadable(30'000), 1);
+    listener.SetNonBlocking();
+    ASSERT_EQ(listener.Accept(served, 0), 1);
+    EXPECT_EQ(fcntl(served.fd, F_GETFL) & O_NONBLOCK, 0);
+    char text[20];
     EXPECT_EQ(served.SocketAddress(text), 1);
     EXPECT_STREQ(text, "127.0.0.1");
     EXPECT_EQ(client.CreateService(portOf(listener), 0, 5, 1), 0);  // what was open goes first
