@@ -34,6 +34,7 @@ TEST(ConnectionTest, ConnectsWhereSomebodyListens) {
     }
     EXPECT_EQ(connection.ConnectService("localhost", port, 1, 0), 1);
     EXPECT_EQ(connection.fd, server.fd + 1) << "each socket went before the next came";
+    EXPECT_EQ(connection.ConnectService("no-such-host.invalid", port, 1, 0), 0);
     server.Close();
     for (const char* host : {"127.0.0.1", "no-such-host.invalid"})
         for (const short blocking : {0, 1}) {
