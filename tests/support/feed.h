@@ -25,6 +25,7 @@ inline std::string packFrame(const std::string& body, int op = 5, int version = 
 /// `near` reads what the test puts into the far end, each piece as a delivery of its own. A stream
 /// may still join a piece to the one being read; SOCK_SEQPACKET never does, but cuts a longer one.
 struct FedLine {
+    using Clock = std::chrono::steady_clock;
     explicit FedLine(int type = SOCK_STREAM) {
         int ends[2] = {-1, -1};
         ::socketpair(AF_UNIX, type, 0, ends);
@@ -36,11 +37,11 @@ struct FedLine {
     /// Sends each piece once the near end has taken the last. False if it loses its patience.
     bool feed(const std::vector<std::string>& pieces) {
         for (const std::string& piece : pieces) {
-            const auto limit =
-                std::chrono::steady_clock::now() + std::chrono::milliseconds(kPatience);
-            for (int left = 1; ::ioctl(near.fd, FIONREAD, &left) == 0 && left > 0;
-                 std::this_thread::yield())
-                if (std::chrono::steady_clock::now() > limit) return false;
+            const auto limit = Clock::now() + std::chrono::milliseconds(kPatience);
+            for (int left = 1; ::ioctl(near.fd, FIONREAD, &left) == 0 && left > 0;) {
+                if (Clock::now() > limit) return false;
+                std::this_thread::yield();
+            }
             if (::write(far, piece.data(), piece.size()) != static_cast<ssize_t>(piece.size()))
                 return false;
         }

@@ -8,11 +8,17 @@
 #include <sys/socket.h>
 #include <unistd.h>
 
+#include <cstdlib>
 #include <memory>
 #include <string>
 #include <utility>
 
-#include "support/patience.h"
+/// How long tests wait for what must come, in milliseconds; generous for slow machines.
+/// ZOR_TEST_PATIENCE, in seconds, sets another time: with 2 a red test ends soon.
+inline const int kPatience = [] {
+    const char* const seconds = std::getenv("ZOR_TEST_PATIENCE");
+    return 1000 * (seconds ? std::atoi(seconds) : 30);
+}();
 
 namespace support {
 
@@ -68,13 +74,6 @@ class Link {
     void expect(const std::string& bytes) { EXPECT_EQ(receive(bytes.size()), bytes); }
     /// The text of the operator's next frame, with its terminator.
     void expectText(const std::string& line, int kel = -1) { expect(text(line + '\0', kel)); }
-    /// `keys` in as many frames as they take: one, or one for each key.
-    void expectKeys(const std::string& keys) {
-        std::string got, head;
-        while (got.size() < keys.size() && (head = receive(132)).size() == 132)
-            got += receive(static_cast<unsigned char>(head[8])).c_str();
-        EXPECT_EQ(got, keys);
-    }
     bool silent(int milliseconds) { return !readable(*fd_, milliseconds); }
     void hangUp() { fd_.reset(); }
     /// Ends the connection with a reset instead of an orderly end.
