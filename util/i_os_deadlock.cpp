@@ -46,10 +46,42 @@ void dlDefaultFatal(const char* text) {
     dlPrint("%s\n", text);
 }
 
+// Lets a thread that finds the tables in use look for a moment whether they come free, before it
+// sleeps: a round on them is over sooner than a sleep has begun. No more than a hint, so its loads
+// and stores order nothing: a holder that doesn't set it, or an inner hold of the recursive kind
+// that clears it early, only costs a sleep.
+constinit std::atomic<bool> table_in_use{false};
+constexpr int kTableSpins = 100;  // some hundred ns, about three rounds of another thread
+
+inline void pauseProcessor() {
+#if defined(__x86_64__)
+    __builtin_ia32_pause();
+#elif defined(__powerpc__)
+    asm volatile("or 27,27,27" ::: "memory");
+#endif
+}
+
+[[gnu::noinline]] void spinWhileInUse() {
+    for (int i = 0; i < kTableSpins && table_in_use.load(std::memory_order_relaxed); ++i)
+        pauseProcessor();
+}
+
+inline void lockTable() {
+    if (table_in_use.load(std::memory_order_relaxed)) [[unlikely]]
+        spinWhileInUse();
+    pthread_mutex_lock(&dlTableLock);
+    table_in_use.store(true, std::memory_order_relaxed);
+}
+
+inline void unlockTable() {
+    table_in_use.store(false, std::memory_order_relaxed);
+    pthread_mutex_unlock(&dlTableLock);
+}
+
 class TableHold {
   public:
-    TableHold() { pthread_mutex_lock(&dlTableLock); }
-    ~TableHold() { pthread_mutex_unlock(&dlTableLock); }
+    TableHold() { lockTable(); }
+    ~TableHold() { unlockTable(); }
     TableHold(const TableHold&) = delete;
     TableHold& operator=(const TableHold&) = delete;
 };
@@ -359,14 +391,14 @@ int dlMutexInit(DlMutex* m, const pthread_mutexattr_t* attribute, const char* na
         endCallStack(t, 1 + walkReturnAddresses(__builtin_frame_address(0), t->call_stack + 1,
                                                 kDlStackRoom - 1));
     }
-    pthread_mutex_lock(&dlTableLock);
+    lockTable();
     if (!owned && ownerOf(m)) [[unlikely]] {  // taken meanwhile
-        pthread_mutex_unlock(&dlTableLock);
+        unlockTable();
         endCallStack(t, backtrace(t->call_stack, kDlStackRoom));
-        pthread_mutex_lock(&dlTableLock);
+        lockTable();
     }
     noteAttempt(t, m, take);
-    pthread_mutex_unlock(&dlTableLock);
+    unlockTable();
     if (fatal_calls.owed != 0) [[unlikely]]
         callFatal(t);
     const int code = pthread_mutex_lock(&m->real_lock);
