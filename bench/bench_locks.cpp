@@ -62,6 +62,17 @@ void takeAndRelease(benchmark::State& state) {
     }
 }
 
+// Each thread with a lock of its own, so that what they share is the lock layer alone.
+template <typename Lock>
+void takeAndReleaseOwn(benchmark::State& state) {
+    Lock lock;
+    for (auto _ : state) {
+        lock.take();
+        benchmark::ClobberMemory();
+        lock.release();
+    }
+}
+
 template <typename Lock>
 void retake(benchmark::State& state) {
     Lock& lock = shared<Lock>();
@@ -145,7 +156,18 @@ BENCHMARK(retake<ZorMutex>);
 BENCHMARK(takeAndRelease<RawRecursive>)->Threads(2)->UseRealTime();
 BENCHMARK(takeAndRelease<ZorMutex>)->Threads(2)->UseRealTime();
 BENCHMARK(takeAndRelease<AbslMutex>)->Threads(2)->UseRealTime();
+BENCHMARK(takeAndReleaseOwn<RawRecursive>)->Threads(2)->Threads(4)->UseRealTime();
+BENCHMARK(takeAndReleaseOwn<ZorMutex>)->Threads(2)->Threads(4)->UseRealTime();
+BENCHMARK(takeAndReleaseOwn<AbslMutex>)->Threads(2)->Threads(4)->UseRealTime();
 
 }  // namespace
 
-BENCHMARK_MAIN();
+// A second thread lives throughout: whether a process is single-threaded changes what the system's
+// mutexes cost, and the order of the benchmarks would decide it.
+int main(int argc, char** argv) {
+    const IdleThreads second(0);
+    benchmark::Initialize(&argc, argv);
+    benchmark::RunSpecifiedBenchmarks();
+    benchmark::Shutdown();
+    return 0;
+}
