@@ -45,7 +45,7 @@ void SimExchange::tell(const SimModel& model, const std::vector<std::string>& ev
 
 std::vector<std::string> SimExchange::placeCall(SimModel& model, const std::string& from,
                                                 const std::string& to) {
-    const auto events = model.placeCall(from, to);
+    auto events = model.placeCall(from, to);
     tell(model, events);
     return events;
 }

@@ -172,7 +172,7 @@ int sem_wait(sem_t* semaphore) {
 }
 
 // dlsym itself may ask for memory: malloc goes straight to the C library's own entry.
-void* __libc_malloc(size_t size);
+void* __libc_malloc(size_t size);  // NOLINT(bugprone-reserved-identifier): the C library's name
 void* malloc(size_t size) {
     return strike("malloc") == Fault::kError ? nullptr : __libc_malloc(size);
 }
