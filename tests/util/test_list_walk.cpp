@@ -54,7 +54,7 @@ struct Model {
     }
     void put_left(elem_list* v) {
         pos_curseur = std::max(pos_curseur, 1);
-        held.insert(held.begin() + pos_curseur - 1, v);
+        held.insert(held.begin() + (pos_curseur - 1), v);
     }
     void put_end(elem_list* v) {
         finish();
@@ -64,7 +64,7 @@ struct Model {
     void remove() {
         if (!on())
             return tell(held.empty() ? ": remove denied: empty\n" : ": remove denied: off\n");
-        held.erase(held.begin() + pos_curseur - 1);
+        held.erase(held.begin() + (pos_curseur - 1));
         if (held.empty()) pos_curseur = 0;
     }
     void wipe_out() {
