@@ -11,7 +11,8 @@
 #   consumer    a small program builds and runs against the installed package
 #   wireshark   the dissector shows the fields of hand-made captures
 #   badline     console and simulator over a line that loses, delays, repeats and cuts
-#   faults      the programs while calls of the system fail, fall short or are interrupted
+#   faults      the programs while calls of the system fail, fall short or are interrupted, and under
+#               load, with and without sanitizers
 #   recipes     what docs/recipes.md tells works
 #   docs        the API reference builds without a warning
 #   shell       shellcheck without a finding in the scripts
@@ -89,6 +90,12 @@ check_faults() {
     scripts/try_faults.py build/dev --short
     scripts/try_load.py crowd build/dev --consoles 300
     scripts/try_load.py flood build/dev --small 100000 --large 200
+    local preset
+    for preset in asan tsan; do
+        build "$preset" zor_console zor_sim
+        scripts/try_load.py crowd "build/$preset" --consoles 100 --any-size
+        scripts/try_load.py flood "build/$preset" --small 20000 --large 20 --any-size
+    done
 }
 
 check_recipes() {

@@ -2,6 +2,9 @@
 # The long runs, whose figures docs/reliability.md keeps. Without a word all parts, with words only
 # those:
 #   badline     console and simulator over a bad line, and how soon either notices a vanished peer
+#   faults      the programs while each call of the system fails, falls short or is interrupted
+#   load        a million small frames and 10 GB of large ones into a recording console, and a
+#               thousand consoles on one simulator
 # SOAK_MINUTES bounds the whole (120); what doesn't fit any more is told, and is a failure.
 set -euo pipefail
 . "$(dirname "$0")/lib.sh"
@@ -14,10 +17,23 @@ soak_badline() {
     bounded python3 scripts/try_badline.py build/release
 }
 
+soak_faults() {
+    need "${packages_build[@]}" python3
+    build dev zor_console zor_sim zor_faults
+    bounded scripts/try_faults.py build/dev
+}
+
+soak_load() {
+    need "${packages_build[@]}" python3
+    build release zor_console zor_sim
+    bounded scripts/try_load.py flood build/release --small 1000000 --large 10000
+    bounded scripts/try_load.py crowd build/release --consoles 1000
+}
+
 # bounded COMMAND...: runs it for what is left of the time.
 bounded() { timeout --foreground $((limit - SECONDS)) "$@"; }
 
-[ $# -gt 0 ] || set -- badline
+[ $# -gt 0 ] || set -- badline faults load
 for part in "$@"; do
     declare -F "soak_$part" >/dev/null || { echo "no such part: $part (see the head of $0)" >&2; exit 2; }
 done
