@@ -24,9 +24,8 @@ constexpr char kBackspace = 8;              // what the family's programs know
 constexpr char kOptions[] = "0 p -";        // begins the text that forwards a command line
 
 /// "00:12:05"
-std::string clockText(std::int64_t seconds) {
-    const auto whole = static_cast<int>(seconds);
-    return simText("%.2d:%.2d:%.2d", whole / 3600, whole / 60 % 60, whole % 60);
+std::string clockText(int seconds) {
+    return simText("%.2d:%.2d:%.2d", seconds / 3600, seconds / 60 % 60, seconds % 60);
 }
 
 std::string kelText(std::int16_t kel) {
@@ -247,7 +246,7 @@ std::string SimConsole::heading() {
 }
 
 std::string SimConsole::row() {
-    const std::int64_t now = simSeconds();
+    const std::int32_t now = simSeconds();
     return simText("%7d %-15s %-4s %-9s %-8s %7d %5d %5d\n", number(), address_.c_str(),
                    kelText(joined_kel_).c_str(), clockText(now - connected_at_).c_str(),
                    clockText(now - typed_at_).c_str(), mailbox_.count(), texts_.load(),

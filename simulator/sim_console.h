@@ -119,7 +119,7 @@ class SimConsole {
 
     const SimHouse house_;
     const std::string address_;
-    const std::int64_t connected_at_;  // seconds of the steady clock
+    const std::int32_t connected_at_;  // seconds of the steady clock
     ClientId id_;
     SimMailbox mailbox_;
     std::string input_;  // typed and not read yet
@@ -135,5 +135,5 @@ class SimConsole {
     std::atomic<std::int16_t> joined_kel_{-1};
     std::atomic<int> texts_{0};
     std::atomic<int> pings_{0};
-    std::atomic<std::int64_t> typed_at_;  // like connected_at_
+    std::atomic<std::int32_t> typed_at_;  // like connected_at_
 };

@@ -13,7 +13,7 @@
 namespace {
 
 constexpr std::size_t kStampSize = 15;   // "09h41:07.250   "
-constexpr std::int64_t kToldEvery = 10;  // s
+constexpr std::int32_t kToldEvery = 10;  // s
 constexpr long kNanosecondsOfMs = 1'000'000;
 
 thread_local int served = 0;        // the console of this thread, or 0
@@ -103,14 +103,15 @@ void simInstallLog(SimLogReader reader) {
 
 int SimRarely::due() {
     ++times_;
-    const std::int64_t now = simSeconds();
+    const std::int32_t now = simSeconds();
     if (told_ != 0 && now - told_ < kToldEvery) return 0;
     told_ = now;
     return std::exchange(times_, 0);
 }
 
-std::int64_t simSeconds() {
+std::int32_t simSeconds() {
     timespec now{};
     clock_gettime(CLOCK_MONOTONIC, &now);
-    return now.tv_sec + 1;  // above 0 also right after the machine's start
+    return static_cast<std::int32_t>(now.tv_sec) +
+           1;  // above 0 also right after the machine's start
 }

@@ -29,9 +29,9 @@ class SimRarely {
     int due();
 
   private:
-    std::int64_t told_ = 0;  // seconds of the steady clock; 0 for never
+    std::int32_t told_ = 0;  // seconds of the steady clock; 0 for never
     int times_ = 0;
 };
 
-/// Seconds of a clock that is never set.
-std::int64_t simSeconds();
+/// Seconds of a clock that is never set; 32 bits, which every machine reads and writes as one.
+std::int32_t simSeconds();
