@@ -263,7 +263,7 @@ inline void l_univ::remove() {
     (behind ? behind->prec : dern) = before;
     cour = behind;
     elem_list* const element = gone->val;
-    delete gone;  // while it is at hand: the element may lead far away
+    delete gone;     // while it is at hand: the element may lead far away
     letGo(element);  // NOLINT(clang-analyzer-cplusplus.NewDelete): each place has its own count
     if (--nb_elem == 0) [[unlikely]]
         forget();

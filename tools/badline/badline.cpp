@@ -108,7 +108,8 @@ class Line {
     }
     void send(std::size_t side, const std::string& bytes) {
         const int jitter = settings_.at("jitter");
-        const int off = jitter ? static_cast<int>(random_() % (2UL * unsigned(jitter))) - jitter : 0;
+        const int off =
+            jitter ? static_cast<int>(random_() % (2UL * unsigned(jitter))) - jitter : 0;
         const auto due = Clock::now() + Milliseconds(settings_.at("delay") + off);
         const auto place = waiting_.emplace(due, std::pair(side, bytes));
         if (std::next(place) != waiting_.end()) ++overtaken_;
