@@ -5,7 +5,6 @@
 
 #include <memory>
 #include <string>
-#include <vector>
 
 #include "util/i_os_mutex.h"
 #include "util/i_os_thread.h"
@@ -36,36 +35,23 @@ std::unique_ptr<Element> made(Value value) {
     return element;
 }
 
-using Elements = std::vector<elem_list*>;
-
-/// What the nodes hold. They must be linked both ways, and only the cursor's be the one under it.
-inline Elements elementsOf(const l_univ& l) {
-    Elements found;
+/// The digits and letters of a list, and where the cursor stands: "123@2". Its nodes must be linked
+/// both ways, and only the cursor's be the one under it.
+inline std::string shown(const l_univ& l) {
+    std::string text;
+    int position = 0;
     const l_univ::Node* before = nullptr;
     for (const auto* n = l.prem; n; n = n->suiv) {
-        found.push_back(n->val);
+        text += n->val->id_type == t_int
+                    ? std::to_string(static_cast<const el_integer*>(n->val)->value)
+                    : std::string(1, static_cast<const el_char*>(n->val)->value);
         EXPECT_EQ(n->prec, before);
-        EXPECT_EQ(n == l.cour, static_cast<int>(found.size()) == l.pos_curseur);
+        EXPECT_EQ(n == l.cour, ++position == l.pos_curseur);
         before = n;
     }
     EXPECT_EQ(l.dern, before);
-    EXPECT_EQ(l.count(), static_cast<int>(found.size()));
-    EXPECT_EQ(l.empty(), found.empty());
+    EXPECT_EQ(l.count(), position);
+    EXPECT_EQ(l.empty(), position == 0);
     EXPECT_EQ(l.off(), l.cour == nullptr);
-    return found;
+    return text + "@" + std::to_string(l.pos_curseur);
 }
-
-/// The digits and letters of elements with the cursor as brackets: "1[2]3", "[]12", "12[]".
-inline std::string shown(const Elements& elements, int cursor) {
-    std::string text = cursor == 0 ? "[]" : "";
-    int position = 0;
-    for (const elem_list* v : elements) {
-        const auto value = v->id_type == t_int
-                               ? std::to_string(static_cast<const el_integer*>(v)->value)
-                               : std::string(1, static_cast<const el_char*>(v)->value);
-        text += ++position == cursor ? "[" + value + "]" : value;
-    }
-    return cursor > position ? text + "[]" : text;
-}
-
-inline std::string shown(const l_univ& l) { return shown(elementsOf(l), l.pos_curseur); }
