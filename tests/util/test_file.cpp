@@ -12,6 +12,12 @@
 
 using namespace std::string_literals;
 
+constexpr std::size_t kMostMemory = 1 << 30;  // what an allocation that may fail gets at most
+
+void* operator new[](std::size_t size, const std::nothrow_t&) noexcept {
+    return size > kMostMemory ? nullptr : ::operator new[](size);
+}
+
 struct File : testing::Test {
     ScratchDirectory scratch;
     CapturedTrace trace;
@@ -113,7 +119,7 @@ TEST_F(File, CofstreamSavesPieceByPieceAndKeepsItsTextUntilTheFileOpens) {
     log.reset();
     EXPECT_EQ(scratch.read("f"), "one 1\0two"s);
     Cofstream late(scratch.path("d/log").c_str()), full("/dev/full");
-    late << "kept";
+    late = "kept";
     full << "lost";
     EXPECT_EQ(late.close() + full.save() + full.length(), 0);
     std::filesystem::create_directory(scratch.path("d"));
@@ -159,4 +165,18 @@ TEST_F(File, PlainBuffersAreReadUpToTheMaximumTruncatedAndAppendedTo) {
     EXPECT_EQ(write("new", 0, 0) + write("", 1, 1), "newfailed");
     for (const char* bad : {"/dev/full", "/none/f"})
         EXPECT_EQ(WriteBufToFile(bad, 1, "x", 1, 0, 1), 0);
+}
+
+TEST_F(File, BeyondMemoryAndADirectoryReadAsNoFile) {
+    const auto whole = [this] { return std::unique_ptr<char[]>(ReadWholeFile(name.c_str(), 1)); };
+    scratch.write("f", "begin");
+    for (const std::uintmax_t length : {kMostMemory + 0ULL, 3ULL << 30}) {
+        std::filesystem::resize_file(name, length);
+        EXPECT_EQ(read(0, 0), "null");
+        EXPECT_EQ(whole(), nullptr);
+        EXPECT_EQ(read(5, 0), "begin");
+    }
+    name = scratch.top;
+    EXPECT_EQ(read(5, 0), "null");
+    EXPECT_EQ(whole(), nullptr);
 }

@@ -5,7 +5,6 @@
 #include <array>
 #include <string_view>
 
-#include "serv_cli/i_tools.h"
 #include "util/i_charstr.h"
 #include "util/i_msg_stream.h"
 #include "util/i_trace.h"
@@ -40,16 +39,6 @@ template <typename N> using Finds = std::bool_constant<requires(CharString& s, N
 template <typename N> using XmlLeaf = std::bool_constant<requires(CharString& s, N n) { s.xmlLeaf("", n); }>;
 template <typename N> using Lists = std::bool_constant<requires(l_univ& l, N n) { l.put(n, 0); }>;
 template <typename N> using Traces = std::bool_constant<requires(N n) { traceValues("", n); }>;
-template <typename N> using PutsShort = std::bool_constant<requires(N n, char* p) { PutShort(n, &p); }>;
-template <typename N> using PutsLong = std::bool_constant<requires(N n, char* p) { PutLong(n, &p); }>;
-template <typename N> using PutsULong = std::bool_constant<requires(N n, char* p) { PutULong(n, &p); }>;
-template <typename N> using GetsShort = std::bool_constant<requires(N n, char* p) { GetShort(&n, &p, p); }>;
-template <typename N> using GetsLong = std::bool_constant<requires(N n, char* p) { GetLong(&n, &p, p); }>;
-template <typename N> using GetsULong = std::bool_constant<requires(N n, char* p) { GetULong(&n, &p, p); }>;
-template <typename N> using PutsByte = std::bool_constant<requires(N n, char* p) { PutByte(n, &p); }>;
-template <typename N> using PutsOptShort = std::bool_constant<requires(N n, char* p) { PutOptShort(n, &p); }>;
-template <typename N> using GetsOptShort = std::bool_constant<requires(N n, char* p) { GetOptShort(&n, &p); }>;
-template <typename N> using TracesOptShort = std::bool_constant<requires(N n) { traceOptShort("", n); }>;
 // clang-format on
 
 // Columns: bool, char, signed char, unsigned char | short, unsigned short | int, unsigned |
@@ -64,16 +53,6 @@ static_assert(kRow<Finds> == "xxxxxxxxxxxxxxxx-");
 static_assert(kRow<XmlLeaf> == "xxxxxxxxxxxx--x--");
 static_assert(kRow<Lists> == "xxxxxxx-x---xxx--");
 static_assert(kRow<Traces> == "xxxxxxxxxxxx-----");
-static_assert(kRow<PutsShort> == "xxxxxxxxxxxxxxxx-");
-static_assert(kRow<PutsLong> == "xxxxxxxxxxxxxxxx-");
-static_assert(kRow<PutsULong> == "xxxxxxxxxxxxxxxx-");
-static_assert(kRow<GetsShort> == "----x------------");
-static_assert(kRow<GetsLong> == "------x----------");
-static_assert(kRow<GetsULong> == "-------x---------");
-static_assert(kRow<PutsByte> == "xxxxxxxxxxxxxxxx-");
-static_assert(kRow<PutsOptShort> == "xxxxxxxxxxxxxxxx-");
-static_assert(kRow<GetsOptShort> == "----x------------");
-static_assert(kRow<TracesOptShort> == "xxxxxxxxxxxxxxxx-");
 
 }  // namespace
 
