@@ -120,6 +120,7 @@ TEST(ConsoleTools, ShowsWhatWasPrintedBeforeItWaitsForTheOperator) {
         CharString threads;
         listThreads(threads);
         client_printf(kLocal, "(%s) marked: %d", answer, threads.contains("Trace 10\n"));
+        delete[] answer;
     };
     const std::vector<Turn> turns = {{"ready? ", "k"}, {"key 107? ", "l"}, {"% of it: ", "12\r\n"}};
     EXPECT_EQ(atTerminal(turns, session), "ready? key 107? key 108, % of it: (12\r) marked: 1");

@@ -68,12 +68,12 @@ struct Model {
         if (mode == kSorted) start();
         while (mode == kSorted && on() && here() < value) ++pos_curseur;
         pos_curseur = std::max(pos_curseur, 1);
-        text.insert(text.begin() + pos_curseur - 1, value);
+        text.insert(text.begin() + (pos_curseur - 1), value);
     }
     void remove() {
         if (!on())
             return tell(text.empty() ? ": remove denied: empty\n" : ": remove denied: off\n");
-        text.erase(text.begin() + pos_curseur - 1);
+        text.erase(text.begin() + (pos_curseur - 1));
         if (text.empty()) pos_curseur = 0;
     }
     short search_equal(elem_list* v, short from_start) {
