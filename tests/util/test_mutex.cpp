@@ -64,31 +64,41 @@ class LockTest : public testing::Test {
     Mutex* m = nullptr;
 };
 
-TEST_F(LockTest, AnswersForANullAHeldAFreeAndAFailingMutex) {
+TEST_F(LockTest, ANullMutexIsRefused) {
     mutexDestroy(nullptr);
-    EXPECT_TRUE(mutexGet(nullptr, "f", 1) == -1 && mutexRel(nullptr) == -1);
-    EXPECT_EQ(owner(nullptr) + std::to_string(mutexTry(nullptr, "f", 1)), "|70");
-    ASSERT_TRUE(mutexGet(m, "f", 1) == 0 && mutexTry(m, "f", 2) == 1);
+    EXPECT_EQ(mutexGet(nullptr, "f", 1), -1);
+    EXPECT_EQ(mutexTry(nullptr, "f", 1), 0);
+    EXPECT_EQ(mutexRel(nullptr), -1);
+    EXPECT_EQ(owner(nullptr), "|7") << "the id stays";
+}
+
+TEST_F(LockTest, TheOwnerIsShownUntilTheFirstReleaseAndOneTooManyIsReported) {
+    EXPECT_EQ(mutexGet(m, "f", 1), 0);
+    EXPECT_EQ(mutexTry(m, "f", 2), 1);
     EXPECT_EQ(owner(m), "|" + own_id) << "no notes, no text";
     EXPECT_EQ(mutexRel(m), 0);
-    EXPECT_EQ(owner(m), "|4294967295") << "one of two releases clears the owner only";
-    EXPECT_TRUE(mutexRel(m) == 0 && mutexRel(m) == EPERM);
-    // A checking mutex in place of the recursive one is the way to make a take fail.
-    m->lock_record.real_lock = PTHREAD_ERRORCHECK_MUTEX_INITIALIZER_NP;
-    pthread_mutex_lock(&m->lock_record.real_lock);  // past the tables: the attempt itself fails
-    EXPECT_TRUE(mutexGet(m, "f", 1) == EDEADLK && !m->lock_record.first_attempt);
-    EXPECT_EQ(pthread_mutex_unlock(&m->lock_record.real_lock) + mutexGet(m, "f", 1), 0);
-    m->owner_id = 5;
-    EXPECT_TRUE(mutexGet(m, "f", 2) == EDEADLK && mutexTry(m, "f", 2) == 0);
-    { const MutexHold failing(m, "f", 3); }
-    EXPECT_EQ(owner(m), "|5") << "a failed take changes nothing";
+    EXPECT_EQ(owner(m), "|4294967295");
     EXPECT_EQ(mutexRel(m), 0);
+    EXPECT_EQ(mutexRel(m), EPERM);
+    EXPECT_THAT(reports, ElementsAre("16 mutexRel " + std::to_string(EPERM)));
+}
+
+TEST_F(LockTest, AFailureChangesNothingAndIsReported) {
+    // A checking lock in place of the recursive one, held past the tables, makes a take fail.
+    pthread_mutex_t& real = m->lock_record.real_lock;
+    real = PTHREAD_ERRORCHECK_MUTEX_INITIALIZER_NP;
+    pthread_mutex_lock(&real);
+    m->owner_id = 5;
+    EXPECT_EQ(mutexGet(m, "f", 1), EDEADLK);
+    EXPECT_EQ(mutexTry(m, "f", 2), 0);
+    EXPECT_EQ(m->lock_record.first_attempt, nullptr);
+    EXPECT_EQ(owner(m), "|5");
+    pthread_mutex_unlock(&real);
     mutexDestroy(std::exchange(m, nullptr));
     refusal = ENOMEM;
     mutexInit(&m, "unmade");
     EXPECT_TRUE(m) << "set all the same";
-    const std::string taken = "15 mutexGet " + std::to_string(EDEADLK);
-    EXPECT_THAT(reports, ElementsAre("16 mutexRel " + std::to_string(EPERM), taken, taken, taken,
+    EXPECT_THAT(reports, ElementsAre("15 mutexGet " + std::to_string(EDEADLK),
                                      "14 mutexInit " + std::to_string(ENOMEM)));
 }
 
@@ -115,20 +125,6 @@ TEST_F(LockTest, NotesTellTheHolderOnceAndOnlyWhileSwitchedOn) {
     const MutexHold hold(systemMutex(), "first.cpp", 1);
     const MutexHold again(systemMutex(), "next.cpp", 2);  // its note takes the same Mutex, and ends
     EXPECT_THAT(trace.lines().at(2), HasSubstr("get mutex next.cpp 2"));
-}
-
-TEST_F(LockTest, ExcludesWithAndWithoutNotesAndShowsItsOwnerToOthers) {
-    int total = 0;  // guarded by m
-    launch(4, [&](int t) {
-        for (int i = 0; i < 400; ++i) {
-            if (t == 0) mutexNotes = (i / 20) % 2 == 0;
-            const std::string text = owner(m);
-            EXPECT_TRUE(text[0] == '|' || text.starts_with("taker.cpp ")) << text;
-            const MutexHold hold(m, "taker.cpp", i);
-            ++total;
-        }
-    });
-    EXPECT_TRUE(total == 4 * 400 && !m->call_stack) << total;
 }
 
 TEST_F(LockTest, SemaphoreCountsPostsAndAnswersEachFaultInItsForm) {
@@ -174,24 +170,21 @@ TEST(ReadWriteLock, KeepsTheNoteOfTheLastGrantAndWritersAloneUnderContention) {
     EXPECT_EQ(lock.note, nullptr);
 }
 
-// In turn: opened for threads that wait, closed under them, and closed while they come.
+// Odd rounds close it under threads that wait; even ones open it first and close it as they come.
 TEST(Gate, OpensForAllAndMayBeDestroyedUnderThoseThatWaitAndCome) {
     for (int round = 0; round < 60; ++round) {
         Gate gate;
         gateInit(&gate);
         EXPECT_EQ(gateWait(&gate, 0), 0) << "shut";
-        std::atomic<int> released = 0;
-        const auto threads = launch(4, [&](int) {
-            released += gateWait(&gate);
+        const auto threads = launch(4, [&gate](int) {
             while (gateWait(&gate)) continue;  // 1 while open, 0 once closed
         });
-        for (int waiters = 0; round % 3 < 2 && waiters < 4; std::this_thread::yield()) {
+        for (int waiters = 0; waiters < 4; std::this_thread::yield()) {
             const MutexHold hold(gate.mutex, "test", __LINE__);
             waiters = gate.waiters;
         }
-        if (round % 3 == 0) {
+        if (round % 2 == 0) {
             gateOpen(&gate);
-            while (released < 4) std::this_thread::yield();
             EXPECT_EQ(gateWait(&gate, 0), 1);
         }
         gateDestroy(&gate);

@@ -74,31 +74,6 @@ TEST(Table, ASlotIsTakenMarkedListedAndReused) {
                                "@RemoveThreadFromTb 7 twelve_byte " + own_number + "\n");
 }
 
-// Threads that are started at once find their names, wait to be resumed, and leave the table.
-TEST(Table, ManyThreadsStartThreadsAtOnce) {
-    const std::string before = listing();
-    static std::atomic<int> named{0}, left{0};
-    std::uint32_t ids[40];
-    const auto entry = [](void*) -> void* {
-        while (threadName() != std::string("suspended"))  // it may run before its entry is made
-            threadYield();
-        ++named;
-        threadSuspend(threadId());
-        RemoveThreadFromTb();
-        return ++left, nullptr;
-    };
-    const auto start = [&ids, entry](int from) {
-        for (int i = from; i < from + 20; ++i)
-            ids[i] = threadCreate("suspended", entry, 0, 0, nullptr, 0);
-    };
-    { const std::jthread a(start, 0), b(start, 20); }
-    while (named < 40) EXPECT_EQ(listing().find(kHeading), 0U);
-    EXPECT_EQ(left + threadSuspend(4711), 0);
-    for (const std::uint32_t id : ids) threadResume(id);
-    while (left < 40) threadYield();
-    EXPECT_EQ(listing(), before);
-}
-
 TEST(Table, ASignalResumesNobody) {
     static std::atomic<int> signals = 0;
     struct sigaction counting = {};
@@ -136,32 +111,40 @@ TEST(Table, TheFiftySixthEntryIsRefused) {
     RemoveThreadFromTb();
 }
 
+enum class Chain { kWhole, kEnds, kTurnsBack };
+
 // Walks with the caller's chain bent: the words of both records are kept and given back.
-[[gnu::noinline]] std::string walk(volatile void** caller, int limit, bool end, bool loop) {
-    char text[2048] = "kept|";
+[[gnu::noinline]] std::string walk(volatile void** caller, int limit, Chain chain) {
+    char text[2048] = "";
     const auto own = static_cast<volatile void**>(__builtin_frame_address(0));
     volatile void* const saved[] = {own[1], caller[0], caller[1]};
-    if (end) own[1] = nullptr, caller[1] = nullptr;  // one of them is ours, by the machine
-    if (loop) caller[0] = caller;
+    if (chain == Chain::kEnds) {  // one of them is ours, by the machine
+        own[1] = nullptr;
+        caller[1] = nullptr;
+    }
+    if (chain == Chain::kTurnsBack) caller[0] = caller;
     tracebackToBuffer(text, 0, limit);
-    own[1] = saved[0], caller[0] = saved[1], caller[1] = saved[2];
+    own[1] = saved[0];
+    caller[0] = saved[1];
+    caller[1] = saved[2];
     return text;
 }
 
 TEST(Traceback, BeginsWithTheCallerAndStopsAtTheLimitOrWhereTheChainEnds) {
     const auto record = static_cast<volatile void**>(__builtin_frame_address(0));
-    const std::string line = " pc:0x[0-9a-f]{8,16}\n", kept = "kept\\|";
-    const std::string end = "End traceback thread [0-9]+, nb recurence ";
-    const std::string text = walk(record, 2, false, false), two = "0" + line + "1" + line;
-    EXPECT_THAT(text, MatchesRegex(kept + two + end + "2 stack size 0 \n"));
-    const auto pc = std::stoull(text.substr(12), nullptr, 16);
+    const std::string line = " pc:0x[0-9a-f]{8,16}\n", zero = "0" + line, one = "1" + line;
+    const std::string end = "End traceback thread [0-9]+, nb recurence ",
+                      no_size = " stack size 0 \n";
+    const std::string text = walk(record, 2, Chain::kWhole);
+    EXPECT_THAT(text, MatchesRegex(zero + one + end + "2" + no_size));
+    const auto pc = std::stoull(text.substr(text.find("0x")), nullptr, 16);
     EXPECT_LT(pc - reinterpret_cast<std::uintptr_t>(&walk), 8192U) << "it leads into the caller";
-    EXPECT_THAT(walk(record, 0, false, false), MatchesRegex(kept + end + "0 stack size 0 \n"));
-    EXPECT_THAT(walk(record, 9, true, false), MatchesRegex(kept + "0" + line + end + "1 stack.*"));
-    EXPECT_THAT(walk(record, 9, false, true), testing::HasSubstr(", nb recurence 2 stack"));
+    EXPECT_THAT(walk(record, 0, Chain::kWhole), MatchesRegex(end + "0" + no_size));
+    EXPECT_THAT(walk(record, 9, Chain::kEnds), MatchesRegex(zero + end + "1 stack.*"));
+    EXPECT_THAT(walk(record, 9, Chain::kTurnsBack), testing::HasSubstr(", nb recurence 2 stack"));
     const CapturedTrace trace;
     tracebackToTrace();
-    EXPECT_THAT(trace.all(), MatchesRegex("@0" + line + "   \n(.|\n)*@" + end + ".*\n   \n"));
+    EXPECT_THAT(trace.all(), MatchesRegex("@" + zero + "   \n(.|\n)*@" + end + ".*\n   \n"));
 }
 
 TEST(Thread, HasTheFixedStackReportsWhatFailsAndSleepsOnePause) {
@@ -179,6 +162,7 @@ TEST(Thread, HasTheFixedStackReportsWhatFailsAndSleepsOnePause) {
     const std::uint32_t id = threadCreate("looks", entry, 0, 8192, &seen, 1);
     seen.wait(0);
     EXPECT_TRUE(seen == id && asked_size == 2097152U);
+    EXPECT_NE(listing().find("looks"), std::string::npos);
     forced_size = SIZE_MAX - (std::size_t{1} << 26) + 1;  // no machine has such a stack
     EXPECT_EQ(threadCreate("none", entry, 0, 0, &seen, 0), 0U);
     EXPECT_EQ(trace.all(), "11 i_os threadSetStacksize 22;11 i_os threadCreate 11;");
