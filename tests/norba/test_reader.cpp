@@ -1,6 +1,17 @@
+#include <malloc.h>
+
+#include <cstdint>
+#include <new>
+
 #include "norba/i_msg.h"
 #include "support/feed.h"
 #include "util/i_msg.h"
+
+static std::size_t most_memory = SIZE_MAX;  // what one allocation that may fail gets at most
+
+void* operator new[](std::size_t size, const std::nothrow_t&) noexcept {
+    return size > most_memory ? nullptr : ::operator new[](size);
+}
 
 namespace {
 
@@ -150,6 +161,33 @@ TEST(Reader, TellsWithoutAWaitWhetherSomethingIsHere) {
     EXPECT_EQ(reader.ready(), 0);
     line.hangUp();
     EXPECT_EQ(reader.ready(), 1) << "the loss";
+}
+
+TEST(Reader, FailsWhereThereIsNoMemoryForThePeersLength) {
+    for (const Taking taking : {Taking::kInPlace, Taking::kMessage}) {
+        FedLine line;
+        ASSERT_TRUE(line.feed({packFrame("small") + packFrame(std::string(100'000, 'l'))}));
+        FrameReader reader(line.near);
+        std::string body;
+        most_memory = 50'000;
+        EXPECT_TRUE(readFrame(reader, taking, body));
+        EXPECT_FALSE(readFrame(reader, taking, body));
+        most_memory = SIZE_MAX;
+    }
+}
+
+// Under a sanitizer, whose own allocator tells nothing, this holds of itself.
+TEST(Reader, AtRestHoldsLessThanTwoPages) {
+    const auto used = [] { return mallinfo2().uordblks + mallinfo2().hblkhd; };
+    FedLine line;
+    const std::size_t before = used();
+    FrameReader reader(line.near);
+    std::string body;
+    for (int i = 0; i < 100; ++i) {
+        ASSERT_TRUE(line.feed({packFrame("a line of an operator\n")}));
+        ASSERT_TRUE(readFrame(reader, Taking::kInPlace, body));
+    }
+    EXPECT_LT(used(), before + 8'192);
 }
 
 }  // namespace

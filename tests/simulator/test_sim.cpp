@@ -201,7 +201,7 @@ class PoorSim : public Sim {
 TEST_F(PoorSim, GoesOnWhereDescriptorsLack) {
     {
         RawConsole steady(port_);
-        steady.type("trace on\n");
+        EXPECT_EQ(steady.ask("trace on\n"), "zor_sim: trace on.\n");
         std::vector<support::Link> crowd;
         for (int i = 0; i < 40; ++i) crowd.emplace_back(RawConsole::connectTo(port_));
         steady.upTo("a console can't be taken: Too many open files\n");

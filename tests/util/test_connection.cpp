@@ -136,6 +136,22 @@ TEST(ConnectionTest, ClosesOnceAndNeverStandardInput) {
                   "Connection::Close, Socket operation on non-socket\n");
 }
 
+TEST(ConnectionTest, NoCloseComesIntoTheMiddleOfAWrite) {
+    FedLine line;
+    ExwConnection shared;
+    shared.fd = line.near.fd.exchange(-1);
+    const std::string sent(4 << 20, 'w');  // more than the socket holds
+    const auto size = static_cast<std::int32_t>(sent.size());
+    std::thread writer([&] { EXPECT_EQ(shared.Write(sent.data(), size), size); });
+    EXPECT_EQ(WaitFdReadable(line.far, 30'000), 1);
+    std::thread closer([&] { shared.Close(); });
+    threadSleep(20);
+    std::string got(sent.size() + 1, 0);
+    EXPECT_EQ(::recv(line.far, got.data(), got.size(), MSG_WAITALL), size);
+    writer.join();
+    closer.join();
+}
+
 TEST(WaitTest, TellsReadableIdleAndImpossible) {
     FedLine line;
     EXPECT_EQ(line.near.WaitReadable(20), 0);
