@@ -2,14 +2,13 @@
 // The real zor_sim as a child process, and consoles made of raw sockets, whose frames are packed by
 // hand. Every wait is bounded.
 
-#include <fcntl.h>
 #include <gmock/gmock.h>
 #include <signal.h>
+#include <sys/mman.h>
 #include <sys/wait.h>
 
 #include <chrono>
 #include <cstdlib>
-#include <memory>
 #include <string>
 #include <thread>
 
@@ -17,44 +16,51 @@
 
 namespace support {
 
-/// zor_sim with its output and errors in a pipe. A test that doesn't end it with `stopped` kills
-/// it.
+/// Calls `there` until it holds, as long as a test is patient. Gives whether it did.
+template <typename Condition>
+bool eventually(const Condition& there) {
+    const auto limit = std::chrono::steady_clock::now() + std::chrono::milliseconds(kPatience);
+    while (!there()) {
+        if (std::chrono::steady_clock::now() > limit) return false;
+        std::this_thread::sleep_for(std::chrono::milliseconds(1));
+    }
+    return true;
+}
+
+/// zor_sim with its output and errors in a file. A test that doesn't end it with `finish` kills it.
 class SimProcess {
   public:
-    /// Words of the shell may stand `before` it: a limit of the system.
-    explicit SimProcess(const std::string& arguments, const std::string& before = "") {
-        int ends[2];
-        EXPECT_EQ(pipe2(ends, O_CLOEXEC), 0);
+    explicit SimProcess(const std::string& arguments) {
         child_ = fork();
         if (child_ == 0) {
-            dup2(ends[1], STDOUT_FILENO);
-            dup2(ends[1], STDERR_FILENO);
+            dup2(output_, STDOUT_FILENO);
+            dup2(output_, STDERR_FILENO);
             // The dead-lock that `locks` makes on purpose is the server's own to report.
             setenv("TSAN_OPTIONS", "detect_deadlocks=0", 1);
             const std::string line =
-                before + "exec " ZOR_EMULATOR " " ZOR_BINARY_DIR "/zor_sim " + arguments;
+                "exec " ZOR_EMULATOR " " ZOR_BINARY_DIR "/zor_sim " + arguments;
             execl("/bin/sh", "sh", "-c", line.c_str(), nullptr);
             _exit(127);
         }
-        close(ends[1]);
-        output_.reset(fdopen(ends[0], "r"));
     }
     ~SimProcess() {
         if (child_ > 0) finish(SIGKILL);
-        if (drain_.joinable()) drain_.join();
+        close(output_);
     }
 
-    std::string readLine() {
-        char line[256] = "";
-        return std::fgets(line, sizeof line, output_.get()) ? line : "";
+    /// All that it has said until now.
+    std::string said() const {
+        std::string text(1'000'000, '\0');
+        text.resize(static_cast<std::size_t>(pread(output_, text.data(), text.size(), 0)));
+        return text;
     }
-    /// The port that it tells. From then on its output is kept, so that it never waits for us.
-    int readPort() {
+    /// The port that it tells.
+    int readPort() const {
         int port = 0;
-        std::sscanf(readLine().c_str(), "zor_sim: listening on port %d\n", &port);
-        drain_ = std::thread([this] {
-            for (std::string line = readLine(); !line.empty(); line = readLine()) said_ += line;
-        });
+        const auto told = [&] {
+            return std::sscanf(said().c_str(), "zor_sim: listening on port %d\n", &port) == 1;
+        };
+        EXPECT_TRUE(eventually(told)) << said();
         return port;
     }
     /// Its exit status, after a signal if it doesn't end by itself.
@@ -65,34 +71,10 @@ class SimProcess {
         child_ = 0;
         return WIFEXITED(status) ? WEXITSTATUS(status) : -1;
     }
-    /// All that it said behind its port, once it has ended.
-    const std::string& said() {
-        if (drain_.joinable()) drain_.join();
-        return said_;
-    }
 
   private:
-    struct Closer {
-        void operator()(std::FILE* file) const { std::fclose(file); }
-    };
     pid_t child_ = 0;
-    std::unique_ptr<std::FILE, Closer> output_;
-    std::thread drain_;
-    std::string said_;
-};
-
-/// Calls `there` until it holds, as long as a test is patient. Gives whether it did.
-template <typename Condition>
-bool eventually(const Condition& there) {
-    const auto limit = std::chrono::steady_clock::now() + std::chrono::milliseconds(kPatience);
-    while (!there())
-        if (std::chrono::steady_clock::now() > limit) return false;
-    return true;
-}
-
-struct Answer {
-    int op = 0;
-    std::string body = "nothing came";
+    const int output_ = memfd_create("zor_sim", MFD_CLOEXEC);
 };
 
 /// A console made of a bare socket, with the greeting taken.
@@ -100,28 +82,21 @@ class RawConsole : public Link {
   public:
     static int connectTo(int port) {
         const int fd = socket(AF_INET, SOCK_STREAM | SOCK_CLOEXEC, 0);
-        sockaddr_in address{};
-        address.sin_family = AF_INET;
-        address.sin_port = htons(static_cast<std::uint16_t>(port));
-        address.sin_addr.s_addr = htonl(INADDR_LOOPBACK);
-        EXPECT_EQ(connect(fd, reinterpret_cast<sockaddr*>(&address), sizeof address), 0);
+        const auto place = htons(static_cast<std::uint16_t>(port));
+        const sockaddr_in address{AF_INET, place, {htonl(INADDR_LOOPBACK)}, {}};
+        EXPECT_EQ(connect(fd, reinterpret_cast<const sockaddr*>(&address), sizeof address), 0);
         return fd;
     }
 
-    explicit RawConsole(int port) : Link(connectTo(port)), greeting(receiveFrame().body) {
-        std::sscanf(greeting.c_str(), "\nzor_sim: you are console %d.", &number);
-    }
+    explicit RawConsole(int port) : Link(connectTo(port)), greeting(text()) {}
 
-    Answer receiveFrame() {
-        const std::string head = receive(132);
-        if (head.size() < 132) return {};
-        const auto byte = [&](unsigned at) { return static_cast<unsigned char>(head[at]); };
-        EXPECT_EQ(head.substr(0, 6), std::string("\x88\x44\x22\x11\x0A\0", 6));
-        return {byte(6), receive(byte(8) + 256u * byte(9) + 65536u * byte(10))};
-    }
     /// The next text without its terminator.
     std::string text() {
-        std::string body = receiveFrame().body;
+        const std::string head = receive(132);
+        if (head.size() < 132) return "nothing came";
+        EXPECT_EQ(head.substr(0, 8), header(10, 5, -1, 0).substr(0, 8));
+        const auto byte = [&](unsigned at) { return static_cast<unsigned char>(head[at]); };
+        std::string body = receive(byte(8) + 256u * byte(9) + 65536u * byte(10));
         if (body.ends_with('\0')) body.pop_back();
         return body;
     }
@@ -130,21 +105,18 @@ class RawConsole : public Link {
         type(typed, kel);
         return text();
     }
-    /// The texts up to one that holds `wanted`, joined. Empty if it doesn't come.
-    std::string upTo(const std::string& wanted, int most = 1000) {
+    /// The texts up to one that holds `wanted`, joined.
+    std::string upTo(const std::string& wanted) {
         std::string all;
-        for (int i = 0; i < most; ++i) {
-            const std::string next = text();
-            if (next == "nothing came") break;
-            all += next;
-            if (next.find(wanted) != std::string::npos) return all;
+        for (int i = 0; i < 1000; ++i) {
+            all += text();
+            if (all.ends_with("nothing came") || all.find(wanted) != std::string::npos) break;
         }
-        ADD_FAILURE() << "never came: " << wanted << "\nthere is: " << all;
-        return "";
+        EXPECT_THAT(all, testing::HasSubstr(wanted));
+        return all;
     }
 
     const std::string greeting;
-    int number = 0;  // 0 if the greeting tells none
 };
 
 }  // namespace support

@@ -8,14 +8,13 @@
 #include <set>
 
 #include "serv_cli/dicos.h"
-#include "simulator/sim_exchange.h"
+#include "simulator/sim_model.h"
 #include "simulator/sim_snapshot.h"
 
 namespace {
 
 using Texts = std::vector<std::string>;
 using testing::ElementsAre;
-using testing::IsEmpty;
 
 /// What may follow each state of a line.
 const std::map<std::string, std::set<std::string>> kNext = {
@@ -28,8 +27,6 @@ const std::map<std::string, std::set<std::string>> kNext = {
     {"BusyTone", {"Releasing"}},
     {"Releasing", {"Free"}},
 };
-/// States in which the other line of the call is in it too.
-const std::set<std::string> kTogether = {"Calling", "Ringing", "Talking", "Held"};
 
 struct KnownLine {
     std::string state = "Free";
@@ -52,14 +49,12 @@ void hear(const std::string& event, std::map<std::string, KnownLine>& lines) {
 
 TEST(Model, AgreesWithWhatItsEventsTell) {
     SimModel model(0, 6);
-    SimModel twin(0, 6);  // the same number begins the same life
     std::map<std::string, KnownLine> lines;
     std::set<std::string> seen;
     Texts all;
     for (int step = 0; step < 3'000 && !HasFailure(); ++step) {
         SCOPED_TRACE("step " + std::to_string(step));
         const Texts events = model.step();
-        EXPECT_EQ(twin.step().size(), events.size());
         for (const std::string& event : events) hear(event, lines);
         all.insert(all.end(), events.begin(), events.end());
         for (const SimLine& line : model.lines()) {
@@ -67,8 +62,6 @@ TEST(Model, AgreesWithWhatItsEventsTell) {
             seen.insert(known.state);
             EXPECT_EQ(name_linestate(line.state), known.state) << line.number;
             EXPECT_EQ(line.peer, known.peer) << line.number;
-            const bool together = kTogether.contains(known.state);
-            EXPECT_TRUE(!together || lines[known.peer].peer == line.number) << line.number;
         }
         EXPECT_LE(model.calls().size(), 3u);
     }
@@ -77,38 +70,6 @@ TEST(Model, AgreesWithWhatItsEventsTell) {
     EXPECT_EQ(model.line("200")->history.size(), 20u);
     EXPECT_EQ(model.events(2), Texts(all.end() - 2, all.end()));
     EXPECT_EQ(model.events(999), Texts(all.end() - 200, all.end()));
-}
-
-TEST(Model, RefusesACallThatCannotBe) {
-    SimModel model(0, 2);
-    EXPECT_THAT(model.placeCall("200", "200"), IsEmpty());
-    EXPECT_THAT(model.placeCall("200", "202"), IsEmpty());
-    EXPECT_THAT(model.placeCall("199", "201"), IsEmpty());
-    EXPECT_EQ(model.placeCall("200", "201").size(), 1u);
-    EXPECT_THAT(model.calls(), ElementsAre("call 1: 200 to 201, Dialing, cause None, 0 s"));
-    EXPECT_THAT(model.placeCall("200", "201"), IsEmpty());  // it isn't free any more
-    EXPECT_EQ(model.events(9).size(), 1u);
-}
-
-TEST(Exchange, FindsTheInstanceThatAConsoleMeans) {
-    SimExchange exchange(2);
-    EXPECT_TRUE(exchange.connect(0, false));
-    EXPECT_TRUE(exchange.connect(2, false));
-    EXPECT_FALSE(exchange.connect(-1, true));
-    EXPECT_FALSE(exchange.connect(4, true));
-    const struct {
-        std::int16_t asked;
-        int found;
-    } kRows[] = {{-2, -1}, {-1, 1}, {0, -1}, {1, 1}, {2, -1}, {3, 3}, {4, -1}};
-    for (const auto& row : kRows) {
-        SCOPED_TRACE(row.asked);
-        const SimModel* const model = exchange.find(row.asked);
-        EXPECT_EQ(model ? model->kel() : -1, row.found);
-        EXPECT_EQ(exchange.means(row.asked, 1), row.found == 1);
-        EXPECT_EQ(exchange.connected(row.asked), row.asked >= 0 && row.found == row.asked);
-    }
-    EXPECT_EQ(exchange.greeting(-1), "zor_sim: you are with the first connected KEL, 1.\n");
-    EXPECT_EQ(exchange.greeting(2), "zor_sim: KEL 2 isn't connected; kels tells which are.\n");
 }
 
 TEST(Snapshot, HoldsEachLineOrIsRefused) {
