@@ -101,7 +101,7 @@ static short isMarked(int mark) {
 TEST_F(ClientTest, AFunctionIsCalledWithNoLockHeldAndMarksTellHowFarAThreadIs) {
     static ReadWriteLock* lock;
     lock = clients.clients_lock;
-    add(1, 2, "text");
+    add(1, 2);
     const auto function = [](ClientId* client) -> short {
         EXPECT_EQ(isMarked(14), 1);
         EXPECT_EQ(rwLock(lock, 1, 0), 1) << "free";
@@ -111,10 +111,7 @@ TEST_F(ClientTest, AFunctionIsCalledWithNoLockHeldAndMarksTellHowFarAThreadIs) {
     ClientId known = id;
     ClientId unknown(2, 1);
     EXPECT_EQ(clients.call_client(function, &known), 7);
-    EXPECT_EQ(isMarked(15), 1);
     EXPECT_EQ(clients.call_client(function, &unknown), 0);
-    EXPECT_EQ(read(id), "text");
-    EXPECT_EQ(isMarked(13), 1);
 }
 
 /// Runs `wait` on a thread and ends its wait by signals; `release` gives it what it waits for.
@@ -171,31 +168,23 @@ TEST_F(ClientTest, ASignalEndsNoWaitForAText) {
     });
 }
 
-TEST_F(ClientTest, ReadersGetAllThatManyPostWhileOthersComeAndGo) {
+TEST_F(ClientTest, AReaderGetsAllThatManyPostWhileOthersComeAndGo) {
     constexpr int kPosters = 4;
-    constexpr int kTexts = 200;
-    std::multiset<std::string> expected;
-    for (int i = 0; i < kPosters * kTexts; ++i) expected.insert(std::to_string(i));
+    constexpr int kTexts = 5000;
+    for (const std::int16_t minor : {0, 1, 2}) add(1, minor);
     std::vector<std::jthread> threads;
-    for (const std::int16_t minor : {0, 1, 2}) {
-        add(0, minor);
-        threads.emplace_back([this, minor, &expected] {
-            const Slot own;
-            std::multiset<std::string> texts;
-            while (texts.size() < expected.size()) texts.insert(read(ClientId(0, minor)));
-            EXPECT_EQ(texts, expected);
-        });
-    }
+    std::set<std::string> missing;
+    for (int i = 0; i < kPosters * kTexts; ++i) missing.insert(std::to_string(i));
     for (int p = 0; p < kPosters; ++p)
         threads.emplace_back([this, p] {
-            for (int i = 0; i < 3 * kTexts; ++i) {
-                const ClientId to(0, static_cast<std::int16_t>(i % 3));
-                clients.put_parametre(&to, std::to_string(p * kTexts + i / 3).c_str());
-            }
+            for (int i = 0; i < kTexts; ++i)
+                clients.put_parametre(&id, std::to_string(p * kTexts + i).c_str());
         });
-    for (std::int16_t i = 0; i < 300; ++i) {
-        add(9, i, "unread");
-        if (i % 3 == 0) clients.remove_clients_of(9);
-    }
-    threads.clear();
+    threads.emplace_back([this] {
+        for (std::int16_t i = 0; i < 30'000; ++i) {
+            add(9, i, "unread");
+            if (i % 3 == 0) clients.remove_clients_of(9);
+        }
+    });
+    while (!missing.empty()) ASSERT_EQ(missing.erase(read(id)), 1U);
 }

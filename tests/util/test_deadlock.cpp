@@ -1,4 +1,3 @@
-#include <execinfo.h>
 #include <gmock/gmock.h>
 #include <unistd.h>
 
@@ -232,11 +231,9 @@ TEST(DeadLock, AnAttemptOnAFreeLockKeepsTheFramesOfItsCallers) {
     get(locks[0]);
     const DlThread* const self = locks[0]->lock_record.owner;
     mutexRel(locks[0]);
-    void* frames[2];
-    ASSERT_EQ(backtrace(frames, 2), 2);
     mutexGet(locks[0], "test", __LINE__);
     mutexRel(locks[0]);
-    EXPECT_EQ(self->call_stack[3], frames[1]) << "entry 2 leads here";
+    EXPECT_EQ(self->call_stack[3], __builtin_return_address(0)) << "entry 2 leads here";
 }
 
 TEST(DeadLock, WaitersNameTheOwnerOfTheMoment) {

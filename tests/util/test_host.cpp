@@ -27,7 +27,6 @@ TEST(Host, WaitsOnAWholeSetAndOnOneDescriptor) {
         FD_SET(ends[0], &set);
         EXPECT_EQ(WaitFdSet(&set, timeout), 0);
         EXPECT_EQ(last_limit, limit);
-        EXPECT_FALSE(FD_ISSET(ends[0], &set)) << "as select left it";
         EXPECT_EQ(WaitFdReadable(ends[0], timeout), 0);
         EXPECT_EQ(last_limit, limit);
     }
@@ -35,21 +34,22 @@ TEST(Host, WaitsOnAWholeSetAndOnOneDescriptor) {
     FD_SET(ends[0], &set);
     EXPECT_EQ(WaitFdSet(&set, -1), 1);
     EXPECT_EQ(last_limit, -1);
-    EXPECT_TRUE(FD_ISSET(ends[0], &set));
+    EXPECT_EQ(WaitFdReadable(ends[0], -1), 1);
+    EXPECT_EQ(last_limit, -1);
     for (const int end : ends) close(end);
     EXPECT_EQ(WaitFdSet(&set, 0), -1);
+    EXPECT_EQ(WaitFdReadable(-1, 0), -1);
+    EXPECT_EQ(WaitFdReadable(FD_SETSIZE, 0), 0) << "no room for it in a set";
 }
 
 TEST(Host, DottedAddressIsCutToItsBufferAndOnlyNamesAreLookedUp) {
-    const std::string number(100, '7');
     const std::tuple<std::string, int, std::string> kCases[] = {
         {"localhost", 40, "127.0.0.1"},
         {"localhost", 6, "127.0"},
         {kUnknown, 40, ""},
-        {"1-no-address", 40, "1-no-address"},
-        {number, 100, number.substr(0, 79)}};
+        {"1-no-address", 40, "1-no-address"}};
     for (const auto& [host, size, expected] : kCases) {
-        std::string buffer(101, '~');
+        std::string buffer(41, '~');
         HostToDotted(host.c_str(), buffer.data(), size);
         EXPECT_STREQ(buffer.c_str(), expected.c_str());
     }
