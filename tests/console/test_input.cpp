@@ -12,9 +12,8 @@ TEST(Input, LinesGoToTheServerAndKelChangesTheTarget) {
     const std::string long_line(1500, 'y');
     // What is typed, the target that it chooses, and the texts that go out.
     const std::tuple<std::string, std::optional<int>, Words> rows[] = {
-        {"abcKEL9\n", {}, {"abcKEL9\n"}},
+        {"kelKEL9\n", {}, {"kelKEL9\n"}},
         {"abKEL99999999999\n", -6145, {}},
-        {"kel5 KEL\n", {}, {"kel5 KEL\n"}},
         {"KEL\n", 0, {}},
         {std::string("a\0b\n", 4), {}, {"a"}},
         {std::string("\0KEL1\n", 6), {}, {""}},
@@ -75,10 +74,8 @@ TEST(Input, EndOfInputNeitherEndsTheConsoleNorFloodsTheServerNorUsesTheProcessor
 
 TEST(DumpBytes, PrintsCountAddressAndBytes) {
     const std::string bytes(60, '\xa5');
-    std::ostringstream expected("SIZE 60\n\n", std::ios::ate);
-    expected << std::hex << reinterpret_cast<std::uintptr_t>(bytes.data()) << " : ";
-    for (int i = 0; i < 60; ++i) expected << "a5 ";
     testing::internal::CaptureStdout();
     dump_bytes(bytes.data(), 60);
-    EXPECT_EQ(testing::internal::GetCapturedStdout(), expected.str() + "\n");
+    EXPECT_THAT(testing::internal::GetCapturedStdout(),
+                testing::MatchesRegex("SIZE 60\n\n[0-9a-f]+ : (a5 ){60}\n"));
 }

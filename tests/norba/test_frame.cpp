@@ -65,5 +65,4 @@ TEST(FrameDeathTest, EndsOnFaultsOfTheCaller) {
     for (const std::int16_t op : {0, 32767})
         EXPECT_DEATH(header.setOp(op), "<op >= NUM_OP_MIN && op <= NUM_OP_MAX> failed:\nfile \"n");
     EXPECT_DEATH(header.setLg(-1), "<lg >= 0> failed:\nfile \"norba/i_msg\", line");
-    EXPECT_DEATH(MsgToSend(0xFFFFFFFF), "<pt_char != NULL> failed:\nfile \"norba/i_msg\"");
 }

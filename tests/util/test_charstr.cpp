@@ -103,30 +103,6 @@ struct Walk {
         ASSERT_EQ(std::to_string(target), std::to_string(model));
     }
 
-    std::string token() {
-        char first[512];
-        if (!scan("%511s%n", first, CharString::kFailText)) return "";
-        std::string all = first;
-        if (all[0] != '"') return all;
-        bool closed = all.size() > 1 && all.back() == '"';
-        while (!closed) {
-            const std::string next = token();
-            all += ' ' + next;
-            closed = next.empty() || next.back() == '"' || state != 0;
-        }
-        return all.substr(1, all.size() - 2);
-    }
-
-    void readToken() {
-        char got[40] = "kept";
-        const std::string before = text, found = token();
-        const bool fits = found.size() < sizeof got;
-        if (!fits) state |= CharString::kFailText;
-        if (!fits) text = before;
-        s >> got;
-        ASSERT_EQ(got, text == before ? "kept" : found);
-    }
-
     /// Cuts the text up to `c` off the front of `whole`, as far as its first NUL.
     std::string cutField(std::string& whole) const {
         std::string field = whole.substr(0, whole.find(c)).c_str();
@@ -179,7 +155,7 @@ constexpr void (Walk::*kSteps[])() = {
     &Walk::read<char, char, CharString::kFailChar>, &Walk::read<float, float, CharString::kFailText>,
     &Walk::read<unsigned char, unsigned>, &Walk::read<short, int>,
     &Walk::read<unsigned short, unsigned>, &Walk::read<int, int>, &Walk::read<unsigned, unsigned>,
-    &Walk::read<long, int>, &Walk::read<unsigned long, unsigned>, &Walk::readToken,
+    &Walk::read<long, int>, &Walk::read<unsigned long, unsigned>, 
     &Walk::takeDelimited, &Walk::erase, &Walk::pad};
 // clang-format on
 
@@ -208,11 +184,8 @@ TEST(CharString, TakesTextApartWithinTheRoomGiven) {
         EXPECT_EQ((CharString().padTo('w', length) >> bare).good(), length == 255);
         EXPECT_EQ(std::strlen(room), length == 255 ? 255U : 0U);
     }
-    CharString levels, s("x(y)(abcde)z)(");
-    while (levels.length() < 400'000) levels << "\" ";
-    char piece[] = "####!", nothing[8] = "kept";
-    levels >> nothing;
-    EXPECT_STREQ(nothing, "") << "each level gives its blank for its closing quote";
+    CharString s("x(y)(abcde)z)(");
+    char piece[] = "####!";
     for (const auto expected : {"y\0\0\0!"sv, "abcd!"sv}) {
         EXPECT_EQ(s.getBetween(piece, 4, '(', ')').good(), 1);
         EXPECT_EQ(std::string_view(piece, 5), expected);
@@ -223,6 +196,33 @@ TEST(CharString, TakesTextApartWithinTheRoomGiven) {
     const std::unique_ptr<CharString[]> pieces(s.padTo(',', 40'000).split(count, ','));
     EXPECT_EQ(count, 32'767);
     EXPECT_EQ(pieces[32'766] == "", 1) << "the rest is dropped, not joined to the last";
+}
+
+TEST(CharString, ReadsATokenByItsQuotesAndKeepsWhatDoesNotFit) {
+    std::string levels;
+    for (int i = 0; i < 200'000; ++i) levels += "\" ";
+    const std::tuple<std::string, const char*, const char*, bool> cases[] = {
+        // text, token, rest, good
+        {"\f seven77\tb", "seven77", "\tb", true},
+        {"eighteig", "kept", "eighteig", false},
+        {"\n ", "kept", "\n ", false},
+        {"\"a\tb\" c", "a b", " c", true},
+        {"\"\" c", "", " c", true},
+        {"\"a \"b c\" d\" e", "a b c d", " e", true},
+        {"\"a\"b", "a\"b", "", false},
+        {levels, "", " ", false}};
+    char got[8];
+    for (const auto& [text, token, rest, good] : cases) {
+        CharString s(text.c_str());
+        std::strcpy(got, "kept");
+        EXPECT_EQ((s >> got).good(), good) << text.substr(0, 20);
+        EXPECT_STREQ(got, token);
+        EXPECT_STREQ(s.c_str(), rest);
+    }
+    CharString failed;
+    failed >> got << "\"a b c\"";
+    EXPECT_STREQ((failed >> got).c_str(), " c\"") << "a token ends with its second word";
+    EXPECT_STREQ(got, "a ");
 }
 
 TEST(CharString, ChangesInPlace) {

@@ -67,21 +67,6 @@ TEST_F(File, DirectoriesAreMadeAndListedAndWhatFailsIsTold) {
                   "@OpenOrCreateFile: error open OpenError a a errno 21  \n");
 }
 
-TEST_F(File, ADescriptionPrintsOneLineAndHasAByteForm) {
-    setenv("TZ", "UTC0", 1);
-    ElDescFile element("", {});
-    const auto bytes = "calls.log\0\xFE\xFF\xFF\xFF\xCD\x37\x56\x69\xFF\xE7\xD5\x41"s;
-    auto get = reinterpret_cast<const unsigned char*>(bytes.data());
-    getDescFile(&element.file, &get);
-    unsigned char copy[64], *put = copy;
-    putDescFile(element.file, &put);
-    EXPECT_EQ(std::string(copy, put), bytes);
-    element.print();
-    EXPECT_EQ(trace.all(),
-              "                calls.log:      -2, a: 26-01-01 09h01:01, "
-              "w: 04-12-31 23h59:59\n");
-}
-
 TEST_F(File, IsOpenedAtItsEndAndReadWholeWithPausesBesideAWriter) {
     // What is read, and the pauses; a writer fills the file in the second one.
     const auto story = [this](const char* before, short quick, const char* written) {
