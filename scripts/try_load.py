@@ -168,6 +168,14 @@ def flood(options):
             sys.exit(f"the console grew from {before} to {after}")
 
 
+def answer(link, expected):
+    got = b""
+    while expected not in got:
+        head = receive(link, 132)
+        got += receive(link, struct.unpack_from("<i", head, 8)[0])
+    return got
+
+
 def crowd(options):
     soft, hard = resource.getrlimit(resource.RLIMIT_NOFILE)
     wanted = options.consoles + 200
