@@ -39,7 +39,7 @@ ROOMS = [
     ("assert", ["util/i_assert*"], ["util/test_assert*"]),
     ("string", ["util/i_charstr*"], ["util/test_charstr*", "util/test_string*"]),
     ("connection", ["util/i_cnxsock*"],
-     ["util/test_c*nn*ct*", "util/test_host*", "util/test_service*", "util/test_buffer*"]),
+     ["util/test_connection*", "util/test_host*"]),
     ("messages", ["util/i_msg*"], ["util/test_message*", "util/test_msg*"]),
     ("locks", ["util/i_os_deadlock*", "util/i_os_mutex*", "util/i_os_frames*",
                "util/i_os_traceback*"],
