@@ -7,12 +7,6 @@ namespace {
 
 constexpr short kBlocking = 1;
 
-// The numbers of the protocol that a client of texts needs.
-constexpr std::int16_t kTypeText = 10;
-constexpr std::int16_t kOpText = 5;
-constexpr std::int16_t kOpJoin = 6;
-constexpr std::int16_t kOpNotForDisplay = 6;  // of a received frame
-
 FrameReaderHooks saysOnStandardError() {
     FrameReaderHooks hooks;
     hooks.say = [](const std::string& text) { std::fputs(text.c_str(), stderr); };
@@ -32,7 +26,7 @@ AskSession::AskSession(const AskOptions& options)
 AskStatus AskSession::open() {
     if (!connection_.ConnectService(options_.host.c_str(), options_.port, kBlocking, 0))
         return kStatusNoConnection;
-    if (!send(kOpJoin, "")) return kStatusLost;
+    if (!send(MsgOp::kJoin, "")) return kStatusLost;
     std::string banner;
     while (!quiet())
         if (!readText(banner)) return kStatusLost;
@@ -41,7 +35,7 @@ AskStatus AskSession::open() {
 
 AskStatus AskSession::ask(const std::string& line) {
     // With its line end, as a terminal delivers it, and the terminator that the length counts.
-    if (!send(kOpText, line + '\n' + '\0')) return kStatusLost;
+    if (!send(MsgOp::kText, line + '\n' + '\0')) return kStatusLost;
     std::string answer;
     for (;;) {
         const std::size_t printed = answer.size();
@@ -57,7 +51,7 @@ AskStatus AskSession::ask(const std::string& line) {
 bool AskSession::send(std::int16_t op, const std::string& body) {
     MsgToSend frame(static_cast<std::uint32_t>(body.size()));
     std::memcpy(frame.body(), body.data(), body.size());
-    frame.setType(kTypeText);
+    frame.setType(MsgType::kText);
     frame.setOp(op);
     frame.setKelId(options_.kel);
     frame.setLg(static_cast<std::int32_t>(body.size()));
@@ -72,7 +66,7 @@ bool AskSession::readText(std::string& text) {
     std::string body(static_cast<std::size_t>(header.lg()), '\0');
     if (!reader_.readBody(body.data(), header.lg())) return false;
     body.resize(std::strlen(body.c_str()));
-    if (header.op() != kOpNotForDisplay && !isControl(body)) text += body;
+    if (header.op() != MsgOp::kHidden && !isControl(body)) text += body;
     return true;
 }
 

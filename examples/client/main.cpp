@@ -19,8 +19,8 @@ int main(int count, char** words) {
     const auto size = static_cast<std::uint32_t>(std::strlen(words[2]) + 1);  // with its terminator
     MsgToSend frame(size);
     std::memcpy(frame.body(), words[2], size);
-    frame.setType(10);  // a text
-    frame.setOp(5);
+    frame.setType(MsgType::kText);
+    frame.setOp(MsgOp::kText);
     frame.setLg(static_cast<std::int32_t>(size));
     frame.Serialise();
     // One frame, one write: a second one would wait for the peer's acknowledgement of the first.

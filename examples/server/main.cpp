@@ -32,8 +32,8 @@ void printToClient(const ClientId* client, const char* format, va_list values) {
     const auto size = static_cast<std::uint32_t>(std::strlen(text) + 1);
     MsgToSend frame(size);
     std::memcpy(frame.body(), text, size);
-    frame.setType(10);
-    frame.setOp(5);
+    frame.setType(MsgType::kText);
+    frame.setOp(MsgOp::kText);
     frame.setLg(static_cast<std::int32_t>(size));
     frame.Serialise();
     connections[static_cast<std::size_t>(client->minor)].Write(frame.buffer(), frame.frameLength());
