@@ -67,10 +67,8 @@ SimModel* SimExchange::find(std::int16_t kel) {
     return nullptr;
 }
 
-bool SimExchange::connect(int kel, bool on) {
-    if (kel < 0 || kel >= kInstances) return false;
-    instances_[static_cast<std::size_t>(kel)].on = on;
-    return true;
+void SimExchange::connect(int kel, bool on) {
+    instances_.at(static_cast<std::size_t>(kel)).on = on;
 }
 
 std::string SimExchange::greeting(std::int16_t kel) {

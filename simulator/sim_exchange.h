@@ -33,8 +33,8 @@ class SimExchange {
 
     /// The instance that a console means by `kel`, or null if that one isn't connected.
     SimModel* find(std::int16_t kel);
-    /// Connects or disconnects an instance. False if there is no such number.
-    bool connect(int kel, bool on);
+    /// Connects or disconnects instance `kel`, from 0 to below kInstances.
+    void connect(int kel, bool on);
     /// Whether a connected instance `kel` is there under just this number.
     bool connected(std::int16_t kel) const;
 

@@ -110,8 +110,8 @@ int SimRarely::due() {
 }
 
 std::int32_t simSeconds() {
+    constexpr std::int32_t kAboveNever = 1;  // so that no second is 0, which means never
     timespec now{};
     clock_gettime(CLOCK_MONOTONIC, &now);
-    return static_cast<std::int32_t>(now.tv_sec) +
-           1;  // above 0 also right after the machine's start
+    return static_cast<std::int32_t>(now.tv_sec) + kAboveNever;
 }

@@ -1,8 +1,5 @@
 #include "simulator/sim_server.h"
 
-#include <netinet/in.h>
-#include <sys/socket.h>
-
 #include <cerrno>
 #include <cstring>
 #include <new>
@@ -44,10 +41,7 @@ short SimServer::open() {
 }
 
 std::int32_t SimServer::port() const {
-    sockaddr_in address{};
-    socklen_t length = sizeof address;
-    getsockname(listener_.fd, reinterpret_cast<sockaddr*>(&address), &length);
-    return ntohs(address.sin_port);
+    return listener_.SocketPort();
 }
 
 bool SimServer::run() {
@@ -102,8 +96,8 @@ void SimServer::admit(Connection& taken) {
     try {
         tracePrintf("console %d: connected from %s", session->number(), address.c_str());
         SimSession::start(session);
-    } catch (
-        const std::bad_alloc&) {  // it may stand in the list without a thread that takes it out
+    } catch (const std::bad_alloc&) {
+        // It may stand in the list without a thread that takes it out.
         session->disconnect();
         SimClients::instance().leave(*session);
         throw;

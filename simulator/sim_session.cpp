@@ -1,7 +1,5 @@
 #include "simulator/sim_session.h"
 
-#include <sys/socket.h>
-
 #include <algorithm>
 #include <cerrno>
 #include <cstring>
@@ -175,5 +173,5 @@ bool SimSession::writeWhole(const char* bytes, std::int32_t length) {
 // The descriptor is given back only with the session: until then no thread can meet another
 // console's under the same number.
 void SimSession::hangUp() {
-    ::shutdown(connection_.fd, SHUT_RDWR);
+    connection_.HangUp();
 }
