@@ -53,7 +53,7 @@ bool SimServer::run() {
     exchange_.stop();
     for (const auto& console : SimClients::instance().all())
         console->disconnect();
-    const bool ended = simWaitForThreads(kPatience);
+    const bool ended = threadWaitStarted(kPatience) != 0;
     traceTexts(ended ? "zor_sim has ended" : "zor_sim ends with a thread still at work");
     return ended;
 }
