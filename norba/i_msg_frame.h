@@ -26,8 +26,9 @@
 #include "util/i_os_mutex.h"
 #include "util/l_univ_element.h"
 
+/// The operations that a frame may carry; the highest is one below the type's own.
 inline constexpr std::int16_t NUM_OP_MIN = 1;
-inline constexpr std::int16_t NUM_OP_MAX = 32766;  // one below the type's own highest value
+inline constexpr std::int16_t NUM_OP_MAX = 32766;
 
 /// What `type` tells of a frame.
 struct MsgType {
@@ -60,6 +61,7 @@ class MsgPair {
         GetShort(&second, cursor, nullptr);
     }
 
+    /// Nothing here looks at them.
     std::int16_t first = 0;
     std::int16_t second = 0;
 };
@@ -68,13 +70,14 @@ class MsgPair {
 /// received into it and decoded in place.
 class MsgHeader {
   public:
-    static constexpr std::uint32_t kBeginHead = 0x11224488;
-    static constexpr std::int16_t kVersion = 29;
-    static constexpr std::int16_t kShortVersion = 27;  // the last one with a short header
-    static constexpr std::int32_t kSize = 132;         // bytes on the wire
-    static constexpr std::int32_t kShortSize = 48;     // bytes on the wire, short header
-    static constexpr std::int32_t kTextSize = 104;     // with the terminator
+    static constexpr std::uint32_t kBeginHead = 0x11224488;  ///< the begin marker
+    static constexpr std::int16_t kVersion = 29;             ///< of what is sent
+    static constexpr std::int16_t kShortVersion = 27;        ///< the last one with a short header
+    static constexpr std::int32_t kSize = 132;               ///< bytes on the wire
+    static constexpr std::int32_t kShortSize = 48;           ///< bytes on the wire, short header
+    static constexpr std::int32_t kTextSize = 104;           ///< with the terminator
 
+    /// The fields, as the wire table above names them.
     std::int16_t type() const { return type_; }
     std::int16_t op() const { return op_; }
     std::int32_t lg() const { return lg_; }
@@ -86,11 +89,13 @@ class MsgHeader {
     /// is sent always has 132.
     std::int32_t wireSize() const { return version_ > kShortVersion ? kSize : kShortSize; }
 
+    /// Sets the field to any value.
     void setType(std::int16_t value) { type_ = value; }
     /// Fatal assertion: "op >= NUM_OP_MIN && op <= NUM_OP_MAX".
     void setOp(std::int16_t value);
     /// Body length in bytes. Fatal assertion: "lg >= 0".
     void setLg(std::int32_t value);
+    /// Sets the field to any value.
     void setKelId(std::int16_t value) { kel_id_ = value; }
     void setPair(const MsgPair& value) { pair_ = value; }
     /// Copies the characters of `s`, at most 103, and no terminator: a shorter text over a longer
@@ -154,13 +159,16 @@ class MsgToSend : public elem_list {
     /// Bytes of the whole buffer, and most bytes of a body.
     std::uint32_t size() const { return size_; }
     std::uint32_t capacity() const { return capacity_; }
+    /// The header as it stands now; what Serialise writes.
     const MsgHeader& header() const { return header_; }
 
+    /// Takes any value.
     void setType(std::int16_t value);
     /// Takes 1 to 32,766, see MsgHeader::setOp.
     void setOp(std::int16_t value);
     /// Takes 0 to the capacity, see MsgHeader::setLg.
     void setLg(std::int32_t value);
+    /// Takes any value.
     void setKelId(std::int16_t value) { header_.setKelId(value); }
     /// Takes over every field of `header`; its `lg` must not exceed the capacity.
     void setHeader(const MsgHeader& header);
@@ -178,8 +186,8 @@ class MsgToSend : public elem_list {
 };
 
 // The counters are diagnostics: nothing in the library reads them to decide anything.
-extern std::atomic<std::int32_t> msg_to_send_made;   // MsgToSend ever constructed
-extern std::atomic<std::int32_t> msg_to_send_alive;  // MsgToSend alive now
+extern std::atomic<std::int32_t> msg_to_send_made;   ///< MsgToSend ever constructed
+extern std::atomic<std::int32_t> msg_to_send_alive;  ///< MsgToSend alive now
 /// If not null, each update of a counter runs under this Mutex: while a program holds it, no
 /// counter moves. A new frame is two updates, so one counter may be ahead of the other by what is
 /// just being made. The program sets it before its threads start and owns it.

@@ -33,7 +33,7 @@ struct FrameReaderHooks {
 /// had the call gives what it gives on a lost connection.
 class FrameReader {
   public:
-    static constexpr std::int32_t kBodyLimit = 1'000'000;  // highest `lg` that is accepted
+    static constexpr std::int32_t kBodyLimit = 1'000'000;  ///< highest `lg` that is accepted
 
     /// `connection` must outlive the reader. `cnx_ok`, if not null, receives the result of every
     /// read: 1, or 0 once the connection is lost.

@@ -9,8 +9,8 @@
 
 /// A row of an id table.
 struct IdName {
-    const char* text;
-    std::int16_t id;
+    const char* text;  ///< the word
+    std::int16_t id;   ///< the server's number
 };
 
 /// Line states.

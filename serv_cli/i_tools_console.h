@@ -30,12 +30,15 @@ class CharString;
 /// The door to the remote clients: five functions of the hosting server, null until it sets them.
 /// They lie in memory in this order. Results go to the caller of the operation of the same name.
 struct ClientHooks {
+    /// Called with the arguments of the operation, for remote clients alone.
     void (*printf)(const ClientId* client, const char* format, va_list values);
     void (*write)(const ClientId* client, const CharString* text);
     short (*ready)(const ClientId* client);
     int (*read)(const ClientId* client, char* buffer, int length);
     short (*alive)(const ClientId* client);
 };
+
+/// The hooks of this process.
 extern ClientHooks client_hooks;
 
 /// The same five as plain variables.

@@ -19,18 +19,19 @@ struct Histo_Record {
     static constexpr std::uint8_t kRedirected = 4;
     static constexpr std::uint8_t kAnswered = 8;
 
-    IdPair Histo_Id;  ///< the entry's identity
-    char Line[12];
-    char CorrNumber[21];  ///< the correspondent's number
-    std::uint8_t Type;
-    std::int32_t State;  ///< a value of `name_linestate`
-    std::int32_t BeginDate;
-    std::int32_t ConversDate;
-    std::int32_t EndDate;
-    char InitialDest[22];  ///< the destination first called
-    std::int16_t Cause;
-    std::uint8_t CorrKind;  ///< what the correspondent is, a mask of `names_destkind`
-    std::uint8_t DestKind;  ///< what the first destination is, the same
+    IdPair Histo_Id;           ///< the entry's identity
+    char Line[12];             ///< the line of the call
+    char CorrNumber[21];       ///< the correspondent's number
+    std::uint8_t Type;         ///< a mask of the bits above
+    std::int32_t State;        ///< a value of `name_linestate`
+    std::int32_t BeginDate;    ///< the call began
+    std::int32_t ConversDate;  ///< the conversation began
+    std::int32_t EndDate;      ///< the call ended
+    char InitialDest[22];      ///< the destination first called
+    std::int16_t Cause;        ///< a number of the server's
+    std::uint8_t CorrKind;     ///< what the correspondent is, a mask of `names_destkind`
+    std::uint8_t DestKind;     ///< what the first destination is, the same
+    /// Printed as they are; what they mean is the server's affair.
     std::int32_t Id_Rsvp;
     std::int32_t Histo_Tree;
     char NewDestination[24];
@@ -46,12 +47,13 @@ struct Histo_Record {
     std::uint8_t Outgoing;
     std::uint8_t Acknowledged;
     std::uint8_t Redirected;
-    char UnicodeLastName[65];  ///< the last name in Unicode form, as bytes
-    char UnicodeFirstName[65];
+    char UnicodeLastName[65];   ///< the last name in Unicode form, as bytes
+    char UnicodeFirstName[65];  ///< the first name, the same
 };
 
 /// A shorter entry.
 struct Histo_Short {
+    /// What Histo_Record has under the same names.
     IdPair Histo_Id;
     char Line[12];
     char CorrNumber[12];

@@ -36,6 +36,7 @@ std::int32_t max_for_kind(short kind, short sub);
 
 /// Two ids that name one thing together, such as an entry of the call history.
 struct IdPair {
+    /// Neither stands for anything here.
     std::int32_t first;
     std::int32_t second;
 };

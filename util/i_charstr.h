@@ -317,7 +317,7 @@ class CharString {
 
     std::uint32_t len = 0;    ///< the length of `text`, all that the library reads of it
     std::uint16_t state = 0;  ///< failure bits
-    std::string text;
+    std::string text;         ///< the bytes; a NUL among them is one like any other
 
   private:
     // The bytes at `s` may be of this very text.

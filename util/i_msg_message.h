@@ -31,7 +31,7 @@ class Message : public elem_list {
     /// MakeToSend of header and body; the caller owns the result. `lg` must not be above the size.
     MsgToSend* ToSend() const;
 
-    MsgHeader header;
+    MsgHeader header;       ///< In host form.
     char* body;             ///< Owned, from the array form of new; null if the size isn't above 0.
     std::int16_t mark = 0;  ///< Free for the program; nothing here reads it.
     const std::int32_t size;  ///< As asked for; the body has one byte more.

@@ -64,9 +64,11 @@ inline short getBytes(Value* out, Byte** cursor, const void* limit) {
 /// The bytes of the text at `text` with its terminator, and whether that was found; without it, the
 /// bytes that lie before the limit.
 struct TextExtent {
-    std::size_t bytes;
-    bool ended;
+    std::size_t bytes;  ///< with the terminator, where it was found
+    bool ended;         ///< whether it was
 };
+
+/// Looks for it in front of `limit`, without end if that is null.
 inline TextExtent textExtent(const void* text, const void* limit) {
     const char* const begin = static_cast<const char*>(text);
     if (!limit) return {std::strlen(begin) + 1, true};

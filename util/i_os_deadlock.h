@@ -61,8 +61,8 @@ struct DlMutex {
     std::atomic<DlThread*> owner;     ///< null when free
     const char* name;                 ///< not copied: must outlive the record
     std::atomic<std::int32_t> count;  ///< how many times the owner holds it
-    pthread_mutex_t real_lock;
-    DlThread* first_attempt;  ///< the threads in an attempt on this lock
+    pthread_mutex_t real_lock;        ///< what is really taken
+    DlThread* first_attempt;          ///< the threads in an attempt on this lock
 };
 
 constexpr int kDlStackRoom = 10;  ///< code addresses kept of an attempt

@@ -10,13 +10,16 @@
 #include <memory>
 #include <new>
 
+/// Ends a stream by `fclose`, whose result nobody asks for here.
 struct FileCloser {
+    /// Closes it.
     void operator()(std::FILE* stream) const { std::fclose(stream); }
 };
 
 /// A stream that is closed with its owner; null while there is none.
 using FileStream = std::unique_ptr<std::FILE, FileCloser>;
 
+/// `fopen`; null, with `errno`, where it fails.
 inline FileStream openFile(const char* name, const char* mode) {
     return FileStream(std::fopen(name, mode));
 }

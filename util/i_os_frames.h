@@ -18,8 +18,8 @@
 
 /// The address range of one thread's stack; empty (both 0) if the system doesn't tell it.
 struct StackBounds {
-    std::uintptr_t low;
-    std::uintptr_t high;
+    std::uintptr_t low;   ///< the first address
+    std::uintptr_t high;  ///< the one behind the last
 };
 
 /// One frame record of the calling thread.

@@ -72,6 +72,7 @@ Mutex* systemMutex();
 /// Holds a Mutex (null too) from its construction to the end of its scope.
 class MutexHold {
   public:
+    /// Takes `m` by mutexGet.
     MutexHold(Mutex* m, const char* file, int line)
         : held_(mutexGet(m, file, line) == 0 ? m : nullptr) {}
     ~MutexHold() { mutexRel(held_); }

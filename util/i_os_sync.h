@@ -43,9 +43,9 @@ short semDestroy(sem_t* semaphore);
 struct ReadWriteLock {
     char* note;        ///< heap text of the last grant, or null
     sem_t* semaphore;  ///< initial value 1
-    Mutex* mutex;
-    short writers;
-    short readers;
+    Mutex* mutex;      ///< guards the counters
+    short writers;     ///< 1 while a writer has it
+    short readers;     ///< how many have it
 };
 
 /// Makes a free lock. A failure inside is reported by the operation that failed.
@@ -72,8 +72,8 @@ void rwUnlock(ReadWriteLock* lock, short exclusive);
 ///   open   | negative      | 0      | 1 at once
 ///   closed | negative      | 1      | 0 at once
 struct Gate {
-    sem_t* semaphore;  ///< initial value 0
-    Mutex* mutex;
+    sem_t* semaphore;                    ///< initial value 0
+    Mutex* mutex;                        ///< guards `waiters`
     std::int32_t waiters;                ///< threads that wait; negative once the gate is open
     std::atomic<short> closed;           ///< 1 once the gate is being destroyed
     std::atomic<std::int32_t> visitors;  ///< threads inside gateWait or gateOpen

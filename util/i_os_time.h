@@ -9,13 +9,13 @@
 
 /// A moment in local time.
 struct DateTime {
-    std::int32_t year;   ///< four digits
-    std::int32_t month;  ///< 1 to 12
-    std::int32_t day;
-    std::int32_t hour;
-    std::int32_t minute;
-    std::int32_t second;
-    std::int32_t millisecond;
+    std::int32_t year;         ///< four digits
+    std::int32_t month;        ///< 1 to 12
+    std::int32_t day;          ///< 1 to 31
+    std::int32_t hour;         ///< 0 to 23
+    std::int32_t minute;       ///< 0 to 59
+    std::int32_t second;       ///< 0 to 60
+    std::int32_t millisecond;  ///< 0 to 999
 };
 
 /// Converts `*time` to local time in `*out` and gives `out`. The only place of the system that

@@ -15,17 +15,17 @@
 // The type tags. A tag tells a reader which class stands behind an `elem_list` pointer. Negative
 // tags belong to the family, also those without a name here. A program gives its own classes, and
 // what it puts into an `el_pointer`, positive tags: the library uses none.
-inline constexpr short t_neutre = 0;  ///< no type test for a reader; also a tag of its own
-inline constexpr short t_bool = -1;
-inline constexpr short t_char = -2;
-inline constexpr short t_int = -3;  ///< `el_int` and `el_long` alike
-inline constexpr short t_float = -4;
-inline constexpr short t_double = -5;
-inline constexpr short t_charstring = -6;
-inline constexpr short t_liste = -8;  ///< a list; as a list's own tag: any element is welcome
-inline constexpr short t_message = -10;
-inline constexpr short t_msg_to_send = -14;
-inline constexpr short t_desc_file = -18;
+inline constexpr short t_neutre = 0;       ///< no type test for a reader; also a tag of its own
+inline constexpr short t_bool = -1;        ///< `el_bool`
+inline constexpr short t_char = -2;        ///< `el_char`
+inline constexpr short t_int = -3;         ///< `el_int` and `el_long` alike
+inline constexpr short t_float = -4;       ///< `el_float`
+inline constexpr short t_double = -5;      ///< `el_double`
+inline constexpr short t_charstring = -6;  ///< `el_CharString`
+inline constexpr short t_liste = -8;       ///< a list; as a list's own tag: any element is welcome
+inline constexpr short t_message = -10;    ///< `Message`
+inline constexpr short t_msg_to_send = -14;  ///< `MsgToSend`
+inline constexpr short t_desc_file = -18;    ///< `ElDescFile`
 
 /// Base class of everything that a list can hold. The order of the virtual operations is fixed: the
 /// family's programs are built against it.
@@ -35,6 +35,7 @@ inline constexpr short t_desc_file = -18;
 /// first, and a search stops at the first of the tag.
 class elem_list {
   public:
+    /// An element that no list holds, of the tag `id`.
     explicit elem_list(short id) : id_type(id) {}
     elem_list(const elem_list&) = delete;
     elem_list& operator=(const elem_list&) = delete;
@@ -67,10 +68,11 @@ class elem_list {
 /// A truth value. It has no order: every `el_bool` counts as equal to every other.
 class el_bool : public elem_list {
   public:
+    /// False.
     el_bool() : elem_list(t_bool) {}
     void print() override;
 
-    short value = 0;
+    short value = 0;  ///< 0, or anything else for true
 };
 
 /// What the value classes with an order share: the value, and its comparison with another element
@@ -78,13 +80,16 @@ class el_bool : public elem_list {
 template <typename Value, short kTag>
 class el_ordered : public elem_list {
   public:
+    /// Zero.
     el_ordered() : elem_list(kTag) {}
+    /// By `<` and `==` of the values.
     short less(const elem_list* other) const override { return value < valueOf(other); }
     short equal(const elem_list* other) const override { return value == valueOf(other); }
 
-    Value value{};
+    Value value{};  ///< free to be changed while no sorted list holds it
 
   protected:
+    /// The value of an element of the same tag.
     static const Value& valueOf(const elem_list* element) {
         return static_cast<const el_ordered*>(element)->value;
     }
@@ -101,16 +106,19 @@ class el_char : public el_ordered<char, t_char> {
 /// gets the number, whichever of the two was put in.
 using el_integer = el_ordered<std::int32_t, t_int>;
 
+/// An integer, printed in decimal.
 class el_int : public el_integer {
   public:
     void print() override;
 };
 
+/// An integer, printed in decimal.
 class el_long : public el_integer {
   public:
     void print() override;
 };
 
+/// A number in single precision.
 class el_float : public el_ordered<float, t_float> {
   public:
     void print() override;
@@ -125,20 +133,22 @@ class el_double : public el_ordered<double, t_double> {
 /// A text of its own. Its print ends in a line end.
 class el_CharString : public elem_list {
   public:
+    /// With a copy of `s`.
     explicit el_CharString(const char* s) : elem_list(t_charstring), value(s) {}
     void print() override;
     short less(const elem_list* other) const override;
     short equal(const elem_list* other) const override;
 
-    CharString value;
+    CharString value;  ///< free to be changed while no sorted list holds it
 };
 
 /// A pointer under a tag of the creator's choice. What it points at is never released here, and
 /// every `el_pointer` counts as equal to every other of its tag.
 class el_pointer : public elem_list {
   public:
+    /// `p` under the tag `id`.
     el_pointer(void* p, short id) : elem_list(id), value(p) {}
     void print() override;
 
-    void* value;
+    void* value;  ///< may be null
 };

@@ -51,7 +51,9 @@ class l_univ : public elem_list {
     /// One element's place in one list, allocated and freed with it; holds one count of `nb_ref`.
     struct Node {
         // Straight from the C heap: a node that can't be had is null, which the list asserts.
+        /// Null where the heap has no more.
         static void* operator new(std::size_t size) noexcept { return std::malloc(size); }
+        /// Gives it back there.
         static void operator delete(void* node) { std::free(node); }
 
         Node* prec;      ///< the node before, null at the first
@@ -73,8 +75,11 @@ class l_univ : public elem_list {
     void lock();
     void unlock();
 
+    /// 1 without an element, else 0.
     short empty() const { return nb_elem == 0; }
+    /// 1 with the cursor on no element, else 0.
     short off() const { return !isPosition(pos_curseur); }
+    /// The number of elements.
     std::int32_t count() const { return nb_elem; }
 
     /// To the first element; nothing on an empty list.

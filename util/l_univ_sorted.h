@@ -13,13 +13,18 @@
 /// before the first one of another tag, even if elements of its own tag stand behind that.
 class l_sorted : private l_univ {
   public:
+    /// An empty list, with the name and the tag as told for `l_univ`.
     l_sorted() = default;
     explicit l_sorted(const char* name) : l_univ(name) {}
     l_sorted(const char* name, short id) : l_univ(name, id) {}
+    /// A copy by the rules of `l_univ`.
     l_sorted(const l_sorted&) = default;
     ~l_sorted() override;
 
-    using elem_list = ::elem_list;  // derived classes may name it in spite of the private base
+    /// Derived classes may name it in spite of the private base.
+    using elem_list = ::elem_list;
+
+    /// What is open of `l_univ`, as told there.
     using l_univ::back;
     using l_univ::compare;
     using l_univ::count;
@@ -39,5 +44,6 @@ class l_sorted : private l_univ {
 
     /// The text is that of `l_univ`.
     void print() override;
+    /// Takes all elements out.
     void wipe_out() { l_univ::wipe_out(); }
 };
