@@ -20,7 +20,7 @@ constexpr char kUsage[] =
     "Sends one command to the telephony server at HOST and prints its answer alone.\n"
     "  -p PORT      the server's port instead of 3595\n"
     "  -k KEL       the server instance; -1, the first connected one, if not given\n"
-    "  -t SECONDS   the time for the connection, and for each answer, instead of 10\n"
+    "  -t SECONDS   the time for all of it, instead of 10; with - for each answer\n"
     "  -q QUIET_MS  an answer ends when the server has been quiet so long, instead of 300\n"
     "  -u TEXT      an answer ends when it holds TEXT, and not before\n"
     "With - for the command it asks each line of standard input, one after the other.\n"

@@ -10,7 +10,7 @@ struct AskOptions {
     std::string host;
     std::int32_t port = 3595;          ///< the maintenance port of the family
     std::int16_t kel = -1;             ///< the server instance, -1 for the first connected one
-    std::int32_t seconds = 10;         ///< for the connection and the banner, and for each answer
+    std::int32_t seconds = 10;         ///< for all of it; with `from_input` for each answer
     std::int32_t quiet = 300;          ///< ms without a text that end the banner, and an answer
     std::optional<std::string> until;  ///< what an answer ends with instead
     std::string command;

@@ -23,9 +23,13 @@ bool isControl(const std::string& text) {
 AskSession::AskSession(const AskOptions& options)
     : options_(options), reader_(connection_, nullptr, saysOnStandardError()) {}
 
-AskStatus AskSession::open() {
-    if (!connection_.ConnectService(options_.host.c_str(), options_.port, kBlocking, 0))
-        return kStatusNoConnection;
+AskStatus AskSession::connect() {
+    return connection_.ConnectService(options_.host.c_str(), options_.port, kBlocking, 0)
+               ? kStatusAnswered
+               : kStatusNoConnection;
+}
+
+AskStatus AskSession::join() {
     if (!send(MsgOp::kJoin, "")) return kStatusLost;
     std::string banner;
     while (!quiet())

@@ -16,8 +16,10 @@ class AskSession {
     /// `options` must outlive the session.
     explicit AskSession(const AskOptions& options);
 
-    /// Connects, joins the server instance, and drops what the server says unasked.
-    AskStatus open();
+    /// The first of all.
+    AskStatus connect();
+    /// Joins the server instance, and drops what the server says unasked.
+    AskStatus join();
     /// Sends one line and prints the answer as it comes.
     AskStatus ask(const std::string& line);
 

@@ -33,12 +33,11 @@ void timeIsUp(int) {
 }
 
 AskStatus answerAll(const AskOptions& options, AskSession& session) {
-    AskStatus status = session.open();
+    AskStatus status = session.connect();
+    if (status != kStatusAnswered) return status;
     status_of_timeout = kStatusNoAnswer;
-    if (!options.from_input && status == kStatusAnswered) {
-        alarm(static_cast<unsigned>(options.seconds));
-        return session.ask(options.command);
-    }
+    status = session.join();
+    if (!options.from_input && status == kStatusAnswered) return session.ask(options.command);
     for (std::string line; status == kStatusAnswered;) {
         alarm(0);  // whoever writes the lines may take any time
         if (!std::getline(std::cin, line)) break;
