@@ -14,7 +14,10 @@ int main(int count, char** words) {
         return 2;
     }
     Connection connection;
-    if (!connection.ConnectService("127.0.0.1", std::atoi(words[1]), 1, 0)) return 1;
+    if (!connection.ConnectService("127.0.0.1", std::atoi(words[1]), 1, 0)) {
+        std::fprintf(stderr, "client: can't connect\n");
+        return 1;
+    }
 
     const auto size = static_cast<std::uint32_t>(std::strlen(words[2]) + 1);  // with its terminator
     MsgToSend frame(size);
