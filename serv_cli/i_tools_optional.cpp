@@ -4,6 +4,7 @@
 #include <cstddef>
 #include <cstring>
 #include <limits>
+#include <new>
 
 #include "util/i_assert.h"
 #include "util/i_charstr.h"
@@ -33,9 +34,17 @@ std::size_t textLength(const char* text, const char* limit) {
     return limit ? strnlen(text, static_cast<std::size_t>(limit - text)) : std::strlen(text);
 }
 
-/// A zero-filled array of `bytes`.
+/// A zero-filled array of `bytes`, or null where there is no memory for it.
 char* newArray(std::int32_t bytes) {
-    return new char[static_cast<std::size_t>(bytes)]();
+    return new (std::nothrow) char[static_cast<std::size_t>(bytes)]();
+}
+
+/// `GetText` into a new array. The length may be a peer's: where there is no memory for it, the
+/// text is passed over, so that what stands behind it can still be read.
+short getTextIntoNew(char** out, char** cursor, std::int32_t size, const char* limit) {
+    *out = newArray(size);
+    const short ended = GetText(*out, cursor, *out ? size : 0, limit);
+    return *out ? ended : short{0};
 }
 
 }  // namespace
@@ -86,15 +95,13 @@ short GetNewText(char** out, char** cursor, const char* limit) {
     if (!*cursor) return 0;
     const bool past_limit = limit && *cursor >= limit;
     const auto size = static_cast<std::int32_t>(past_limit ? 0 : textLength(*cursor, limit)) + 1;
-    *out = newArray(size);
-    return GetText(*out, cursor, size, limit);
+    return getTextIntoNew(out, cursor, size, limit);
 }
 
 void GetOptTextSized(char** out, char** cursor, std::int32_t size) {
     *out = nullptr;
     if (!readPresence(cursor, nullptr)) return;
-    *out = newArray(std::max(size, 1));
-    GetText(*out, cursor, size, nullptr);
+    getTextIntoNew(out, cursor, std::max(size, 1), nullptr);
 }
 
 void GetOptText(char** out, char** cursor, const char* limit) {
@@ -130,6 +137,7 @@ void GrowBuffer(char** base, std::int32_t used, std::int32_t* capacity, std::int
     ZOR_ASSERT(extra <= std::numeric_limits<std::int32_t>::max() - *capacity,
                "extra <= INT32_MAX - capacity");
     char* const grown = newArray(*capacity + extra);
+    ZOR_ASSERT(grown != nullptr, "grown != NULL");
     if (*base) std::memcpy(grown, *base, static_cast<std::size_t>(*capacity));
     delete[] * base;
     *base = grown;

@@ -47,11 +47,13 @@ std::int32_t OptCharStringSize(const CharString* text);
 
 /// Reads a text into a new array of just its size, which the caller owns. A text that the limit
 /// cuts comes out cut and terminated. Gives 1 if its terminator was found; with a cursor that
-/// holds null it gives 0 and the variable is null. Without a limit the terminator must be there.
+/// holds null, or without memory for the text, which is then passed over, it gives 0 and the
+/// variable is null. Without a limit the terminator must be there.
 short GetNewText(char** out, char** cursor, const char* limit);
 
 /// Reads an optional text, without limits, into a new array of `size` bytes (one at least), which
-/// the caller owns. A longer text is cut to it and consumed to its end.
+/// the caller owns. A longer text is cut to it and consumed to its end. Without memory for the
+/// array the variable is null and the text is consumed all the same.
 void GetOptTextSized(char** out, char** cursor, std::int32_t size);
 
 /// Reads an optional text as GetNewText does. The caller owns the array.
@@ -71,7 +73,8 @@ void traceOptText(const char* label, const char* text);
 
 /// Makes room for `extra` bytes behind the `used` ones. If the capacity doesn't hold them it grows
 /// by exactly `extra`, not doubled; the new array is zero behind the old content. Reserving the
-/// whole body at once is what saves the copies.
+/// whole body at once is what saves the copies. Without memory for it, or with a capacity beyond 31
+/// bits, the process ends by an assertion.
 void GrowBuffer(char** base, std::int32_t used, std::int32_t* capacity, std::int32_t extra);
 
 /// GrowBuffer where the bytes used are those between base and cursor; the cursor moves along.

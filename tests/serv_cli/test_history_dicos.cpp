@@ -2,6 +2,7 @@
 
 #include <cstring>
 #include <fstream>
+#include <memory>
 #include <regex>
 #include <sstream>
 
@@ -17,35 +18,13 @@ static std::string content(const std::string& name) {
 TEST(History, PrintsRecordsInRows) {
     setenv("TZ", "UTC", 1);
     CharString out("in front\n");
-    Histo_Record r = {.Histo_Id = {17, -1},
-                      .Line = "4711",
-                      .CorrNumber = "+33144556677",
-                      .Type = 13,
-                      .State = 8,
-                      .BeginDate = 1795093509,
-                      .ConversDate = 1795093514,
-                      .EndDate = -2,
-                      .InitialDest = "4700",
-                      .Cause = -1,
-                      .CorrKind = 0xC1,
-                      .DestKind = 3,
-                      .Id_Rsvp = 31,
-                      .Histo_Tree = 32,
-                      .NewDestination = "4712",
-                      .CallRef = INT32_MIN,
-                      .CallID = 34,
-                      .LastName = "Martin",
-                      .FirstName = "Zo\xc3\xab",
-                      .DisplayName = "Martin Z.",
-                      .DialableNum = "0144556677",
-                      .GsmCanonical = "+33 6",
-                      .Anonymous = 2,
-                      .IsAnswered = 1,
-                      .Outgoing = 0,
-                      .Acknowledged = 0x80,
-                      .Redirected = 0,
-                      .UnicodeLastName = "\x05M",
-                      .UnicodeFirstName = {}};
+    // In the order of the record; the file shows each value behind its name.
+    // clang-format off
+    Histo_Record r = {
+        {17, -1}, "4711", "+33144556677", 13, 8, 1795093509, 1795093514, -2, "4700", -1, 0xC1, 3,
+        31, 32, "4712", INT32_MIN, 34, "Martin", "Zo\xc3\xab", "Martin Z.", "0144556677",
+        "+33 6", 2, 1, 0, 0x80, 0, "\x05M", {}};
+    // clang-format on
     std::memset(r.UnicodeFirstName, 0xe9, sizeof r.UnicodeFirstName);
     print_histo(&r, out);
     r.Type = 2;  // the opposite of each bit
@@ -96,12 +75,16 @@ TEST(Dicos, TheVocabularyStandsAsItIs) {
 }
 
 TEST(Dicos, AMaskBreaksALineOf51Characters) {
-    const std::string n24(24, 'a'), n25(25, 'b'), n26(26, 'c');
-    const char* const table[] = {n24.c_str(), n25.c_str(), n26.c_str()};
-    char text[400];
-    EXPECT_EQ(mask_names(text, 0b011, table, sizeof table), n24 + " " + n25 + " ");
-    EXPECT_EQ(mask_names(text, 0b101, table, sizeof table),
-              n24 + " " + n26 + indent_text + indent_text);
+    const std::string n24(24, 'a'), n25(25, 'b'), n26(26, 'c'), n50(50, 'd');
+    const char* const table[] = {n24.c_str(), n25.c_str(), n26.c_str(), n50.c_str()};
+    const std::pair<std::int32_t, std::string> cases[] = {
+        {0b0011, n24 + " " + n25 + " "},
+        {0b0101, n24 + " " + n26 + indent_text + indent_text},
+        {0b1101, n24 + " " + n26 + indent_text + n50 + " "}};  // the new line begins at 0
+    for (const auto& [mask, expected] : cases) {
+        const auto room = std::make_unique<char[]>(expected.size() + 1);  // and not a byte more
+        EXPECT_EQ(mask_names(room.get(), mask, table, sizeof table), expected);
+    }
 }
 
 TEST(Dicos, PadsTheLastLineToTheColumn) {
@@ -110,10 +93,12 @@ TEST(Dicos, PadsTheLastLineToTheColumn) {
         // before, second value, behind
         {"", nullptr, std::string(35, ' ') + "v"},
         {"abc\nd", "w", "abc\nd" + std::string(34, ' ') + "v  w"},
+        {std::string(3, '\0'), "w", std::string(3, '\0') + std::string(32, ' ') + "v  w"},
         {x40, "", x40 + "v  "}};
     for (const auto& [before, second, behind] : cases) {
-        CharString text(before.c_str());
+        CharString text;
+        for (const char c : before) text << c;
         pad_column(text, "v", second);
-        EXPECT_EQ(text.c_str(), behind);
+        EXPECT_EQ(std::string(text.c_str(), static_cast<unsigned>(text.length())), behind);
     }
 }
