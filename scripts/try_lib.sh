@@ -18,11 +18,13 @@ end_try() {
 trap end_try EXIT
 passed() { echo "try: $1"; }
 
-# within TEXT COMMAND...: repeats the command, for ten seconds, until its output holds the text.
+# within TEXT COMMAND...: repeats the command until its output holds the text, `patience` times with
+# a tenth of a second between: ten seconds, unless a try that has to fail makes it shorter.
+patience=100
 within() {
     local text=$1 _
     shift
-    for _ in $(seq 100); do
+    for _ in $(seq $patience); do
         "$@" 2>&1 | grep -F -- "$text" >/dev/null && return
         sleep 0.1
     done
@@ -57,9 +59,12 @@ talk() {
     "${command[@]}" <"$work/keys" >"$work/talk" 2>"$work/talk.errors" &
     console=$!
     exec 9>"$work/keys"
-    within "Press return" cat "$work/talk"
-    printf '%s\n' "$2" >&9
-    within "$3" cat "$work/talk"
+    # In a shell of its own: the console must not outlive a text that never comes.
+    (
+        within "Press return" cat "$work/talk"
+        printf '%s\n' "$2" >&9
+        within "$3" cat "$work/talk"
+    ) || { kill "$console"; exit 1; }
     kill "$console"
     exec 9>&-
     wait "$console" 2>/dev/null || true

@@ -1,5 +1,7 @@
 #!/usr/bin/env bash
-# Runs the recipes of docs/recipes.md against a simulator on this machine.
+# Runs the recipes of docs/recipes.md against a simulator on this machine. Each check must pass with
+# it, and must fail with a server that takes everyone and never answers, and with none at all: a check
+# that passes there says nothing.
 set -euo pipefail
 . "$(dirname "$0")/lib.sh"
 
@@ -12,119 +14,168 @@ work=$(mktemp -d)
 cd "$work"
 start_simulator
 
-# A server that takes everyone and never answers: no recipe may pass with it.
 perl -MIO::Socket -e '$| = 1; my $l = IO::Socket::INET->new(Listen => 9, LocalAddr => "127.0.0.1");
     print $l->sockport, "\n"; my @all; while (my $c = $l->accept) { push @all, $c }' >silent &
 within 1 grep -c . silent
 silent=$(cat silent)
-# fails COMMAND...: runs what must not succeed.
-fails() { if "$@" >failed 2>&1; then echo "it passes without an answer: $*" >&2; exit 1; fi; }
+nobody=$(free_port)
 
-[ "$("$ask" -p "$port" 127.0.0.1 echo all is well)" = "all is well" ]
-printf 'echo one\necho two\n' | "$ask" -p "$port" 127.0.0.1 - >both
-[ "$(cat both)" = $'one\ntwo' ]
-"$ask" -p "$port" -u ping 127.0.0.1 echo ping >/dev/null
-fails "$ask" -p "$silent" -t 2 127.0.0.1 echo all is well
-fails "$ask" -p "$port" -u never -t 2 127.0.0.1 echo ping
-passed "one command and out"
-
-# relay_listens PORT...: says LISTEN once every port is taken.
-relay_listens() {
-    local one
-    for one in "$@"; do
-        grep -qiE "^ *[0-9]+: [0-9A-F]+:$(printf %04X "$one") [0-9A-F:]+ 0A" /proc/net/tcp /proc/net/tcp6 2>/dev/null || return 0
-    done
-    echo LISTEN
+# attempt CHECK PORT: runs it in a shell of its own, in a folder of its own, and gives its status. What
+# it begins ends with it.
+attempt() {
+    local status
+    terminal=$((terminal + 1))
+    set +e
+    (
+        set -e
+        # shellcheck disable=SC2046
+        trap 'screen kill-server; kill $(jobs -p); wait' EXIT
+        mkdir "$work/attempt$terminal"
+        cd "$work/attempt$terminal"
+        "$1" "$2"
+    ) >"$work/attempt.log" 2>&1
+    status=$?
+    set -e
+    return $status
 }
 
-talk "$console" 127.0.0.1 "$port" -- "echo stamped" "stamped" | ts '%F %T' >log
-grep -qE '^[0-9]{4}-[0-9]{2}-[0-9]{2} [0-9:]{8} stamped$' log
-talk "$console" 127.0.0.1 "$port" -- "echo stamped" "stamped" |
-    while IFS= read -r line; do printf '%(%F %T)T %s\n' -1 "$line"; done >log
-grep -qE '^[0-9]{4}-[0-9]{2}-[0-9]{2} [0-9:]{8} stamped$' log
-passed "a log with time stamps"
+recipe() { # CHECK TITLE
+    local port_of_none
+    patience=100 seconds=10
+    attempt "$1" "$port" || { cat "$work/attempt.log" >&2; echo "failed: $2" >&2; exit 1; }
+    patience=15 seconds=2
+    for port_of_none in "$silent" "$nobody"; do
+        if attempt "$1" "$port_of_none"; then
+            echo "it passes without a server that answers: $2" >&2
+            exit 1
+        fi
+    done
+    passed "$2"
+}
 
-screen -f /dev/null new-session -d -s maint "rlwrap '$console' 127.0.0.1 $port"
-within "Press return" pane
-screen send-keys -t maint "echo frox" BSpace "m tmux" Enter
-within "|from tmux|" pane_lines
-passed "line editing in tmux"
+one_command() {
+    [ "$("$ask" -t $seconds -p "$1" 127.0.0.1 echo all is well)" = "all is well" ]
+}
+several_commands() {
+    printf 'echo one\necho two\n' | "$ask" -t $seconds -p "$1" 127.0.0.1 - >both
+    [ "$(cat both)" = $'one\ntwo' ]
+}
+one_command_until() {
+    "$ask" -t $seconds -p "$1" -u ping 127.0.0.1 echo ping
+}
+recipe one_command "one command and out"
+recipe several_commands "several commands on one connection"
+recipe one_command_until "an answer that ends with a text"
 
-script() { # PORT
-    cat <<EOF
-set timeout 5
+stamped_by_ts() {
+    talk "$console" 127.0.0.1 "$1" -- "echo stamped" "stamped" | ts '%F %T' >log
+    grep -qE '^[0-9]{4}-[0-9]{2}-[0-9]{2} [0-9:]{8} stamped$' log
+}
+stamped_by_shell() {
+    talk "$console" 127.0.0.1 "$1" -- "echo stamped" "stamped" |
+        while IFS= read -r line; do printf '%(%F %T)T %s\n' -1 "$line"; done >log
+    grep -qE '^[0-9]{4}-[0-9]{2}-[0-9]{2} [0-9:]{8} stamped$' log
+}
+recipe stamped_by_ts "a log with time stamps"
+recipe stamped_by_shell "a log with time stamps without ts"
+
+line_editing() {
+    screen -f /dev/null new-session -d -s maint "rlwrap '$console' 127.0.0.1 $1"
+    within "Press return" pane
+    screen send-keys -t maint "echo frox" BSpace "m tmux" Enter
+    within "|from tmux|" pane_lines
+}
+recipe line_editing "line editing"
+
+scripted_session() {
+    cat >script.exp <<END
+set timeout $seconds
 spawn "$console" 127.0.0.1 $1
 expect timeout { exit 1 } "Press return"
 send "help\r"
 expect timeout { exit 1 } "Commands of zor_sim"
 send "echo all is well\r"
 expect timeout { exit 1 } -re "\nall is well"
-EOF
+END
+    expect script.exp
 }
-script "$port" >script.exp
-expect script.exp >expect.log || { cat expect.log; exit 1; }
-script "$silent" >script.exp
-fails expect script.exp
-passed "a scripted session"
+recipe scripted_session "a scripted session"
 
-for end in server console; do
+# listens PORT...: says LISTEN once every port is taken.
+listens() {
+    local one
+    for one in "$@"; do
+        grep -qiE "^ *[0-9]+: [0-9A-F]+:$(printf %04X "$one") [0-9A-F:]+ 0A" /proc/net/tcp \
+            /proc/net/tcp6 2>/dev/null || return 0
+    done
+    echo LISTEN
+}
+# A relay of its own port: relay FROM TO, as socat has them, with PORT for that port.
+relay() {
+    near=$(free_port)
+    socat "${1/PORT/$near}" "$2" 2>>relay.log &
+    within LISTEN listens "$near"
+}
+
+for end in server console stranger; do
     openssl req -x509 -newkey rsa:2048 -nodes -days 2 -subj /CN=localhost \
         -keyout $end.key -out $end.crt 2>/dev/null
     cat $end.key $end.crt >$end.pem
 done
-tls=$(free_port)
-plain=$(free_port)
-socat "OPENSSL-LISTEN:$tls,bind=127.0.0.1,reuseaddr,fork,cert=server.pem,cafile=console.crt" \
-    "TCP:127.0.0.1:$port" 2>socat1.log &
-socat "TCP-LISTEN:$plain,bind=127.0.0.1,reuseaddr,fork" \
-    "OPENSSL:localhost:$tls,cert=console.pem,cafile=server.crt,commonname=localhost" 2>socat2.log &
-within LISTEN relay_listens "$plain" "$tls"
-[ "$("$ask" -p "$plain" 127.0.0.1 echo over tls)" = "over tls" ]
-# A stranger's certificate opens nothing.
-openssl req -x509 -newkey rsa:2048 -nodes -days 2 -subj /CN=stranger -keyout stranger.key \
-    -out stranger.crt 2>/dev/null
-cat stranger.key stranger.crt >stranger.pem
-strange=$(free_port)
-socat "TCP-LISTEN:$strange,bind=127.0.0.1,reuseaddr,fork" \
-    "OPENSSL:localhost:$tls,cert=stranger.pem,cafile=server.crt,commonname=localhost" 2>socat3.log &
-within LISTEN relay_listens "$strange"
-fails "$ask" -p "$strange" -t 3 127.0.0.1 echo over tls
-passed "an encrypted road"
+# tls PORT END: asks through a relay on each side; the certificate of END is shown to the server.
+tls() {
+    relay "OPENSSL-LISTEN:PORT,bind=127.0.0.1,reuseaddr,fork,cert=../server.pem,cafile=../console.crt" \
+        "TCP:127.0.0.1:$1"
+    relay "TCP-LISTEN:PORT,bind=127.0.0.1,reuseaddr,fork" \
+        "OPENSSL:localhost:$near,cert=../$2.pem,cafile=../server.crt,commonname=localhost"
+    [ "$("$ask" -t $seconds -p "$near" 127.0.0.1 echo over tls)" = "over tls" ]
+}
+over_tls() { tls "$1" console; }
+as_a_stranger() { tls "$1" stranger; }
+recipe over_tls "an encrypted road"
+patience=100 seconds=3
+if attempt as_a_stranger "$port"; then
+    echo "a stranger's certificate opens the encrypted road" >&2
+    exit 1
+fi
+passed "a stranger's certificate opens nothing"
 
-# Where this machine has no IPv6, the road back stands in for it: it isn't tried here.
+over_ipv6() {
+    relay "TCP6-LISTEN:PORT,bind=[::1],reuseaddr,fork" "TCP:127.0.0.1:$1"
+    relay "TCP-LISTEN:PORT,bind=127.0.0.1,reuseaddr,fork" "TCP6:[::1]:$near"
+    [ "$("$ask" -t $seconds -p "$near" 127.0.0.1 echo over six)" = "over six" ]
+}
 if [ -e /proc/net/if_inet6 ] && grep -q lo /proc/net/if_inet6; then
-    six=$(free_port)
-    near=$(free_port)
-    socat "TCP6-LISTEN:$six,bind=[::1],reuseaddr,fork" "TCP:127.0.0.1:$port" &
-    socat "TCP-LISTEN:$near,bind=127.0.0.1,reuseaddr,fork" "TCP6:[::1]:$six" &
-    within LISTEN relay_listens "$near" "$six"
-    [ "$("$ask" -p "$near" 127.0.0.1 echo over six)" = "over six" ]
-    passed "a server with IPv6 alone"
+    recipe over_ipv6 "a server with IPv6 alone"
 else
     echo "not tried: a server with IPv6 alone (no IPv6 on this machine)"
 fi
 
-# The server that stops answers nobody, and one that is gone refuses.
-watch_server() { "$ask" -p "$1" -t 2 127.0.0.1 echo alive >/dev/null || echo "it is silent: $?"; }
-[ "$(watch_server "$port" 2>/dev/null)" = "" ]
-kill -STOP "$simulator"
-[ "$(watch_server "$port" 2>/dev/null)" = "it is silent: 3" ]
-kill -CONT "$simulator"
-[ "$(watch_server "$(free_port)" 2>/dev/null)" = "it is silent: 1" ]
-passed "noticing a dead server"
+rotation() {
+    mkfifo recorder
+    "$console" 127.0.0.1 "$1" <recorder >recording.log &
+    exec 8>recorder
+    within "Press return" cat recording.log
+    echo ">> first.txt" >&8
+    within "first.txt is opened" cat recording.log
+    echo "echo before" >&8
+    within before cat first.txt
+    echo ">> second.txt" >&8
+    within "second.txt is opened" cat recording.log
+    echo "echo after" >&8
+    within after cat second.txt
+    [ "$(grep -c after first.txt)" = 0 ]
+}
+recipe rotation "rotation of a recording"
 
-# A recording goes on in a new file by a second command.
-mkfifo recorder
-"$console" 127.0.0.1 "$port" <recorder >recording.log &
-exec 8>recorder
-within "Press return" cat recording.log
-echo ">> first.txt" >&8
-within "first.txt is opened" cat recording.log
-echo "echo before" >&8
-within before cat first.txt
-echo ">> second.txt" >&8
-within "second.txt is opened" cat recording.log
-echo "echo after" >&8
-within after cat second.txt
-fails grep after first.txt
-passed "rotation of a recording"
+# What the watch says of a server that answers, one that is stopped, one that is silent, and none.
+watch_server() {
+    "$ask" -p "$1" -t 2 127.0.0.1 echo alive >/dev/null 2>&1 || echo "it is silent: $?"
+}
+[ "$(watch_server "$port")" = "" ]
+kill -STOP "$simulator"
+[ "$(watch_server "$port")" = "it is silent: 3" ]
+kill -CONT "$simulator"
+[ "$(watch_server "$silent")" = "it is silent: 3" ]
+[ "$(watch_server "$nobody")" = "it is silent: 1" ]
+passed "noticing a dead server"
