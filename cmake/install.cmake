@@ -1,5 +1,6 @@
-# What `cmake --install` puts where, in two components: "console" (the programs and their manual)
-# and "dev" (the library for the other programs of the family).
+# What `cmake --install` puts where, in three components: "console" (the programs and their manual),
+# "dev" (the library for the other programs of the family) and "doc" (its API reference, where
+# scripts/docs.sh has built it). Each becomes a Debian package.
 include(CMakePackageConfigHelpers)
 
 install(TARGETS zor EXPORT zorTargets ARCHIVE DESTINATION ${CMAKE_INSTALL_LIBDIR} COMPONENT dev)
@@ -28,15 +29,49 @@ foreach(program zor_console zor_sim zor_ask)
         install(TARGETS ${program} RUNTIME DESTINATION ${CMAKE_INSTALL_BINDIR} COMPONENT console)
     endif()
 endforeach()
-install(DIRECTORY examples/ DESTINATION ${CMAKE_INSTALL_DATADIR}/doc/libzor-dev/examples COMPONENT dev)
 install(PROGRAMS tools/zor DESTINATION ${CMAKE_INSTALL_BINDIR} COMPONENT console)
 install(DIRECTORY tools/completions/ COMPONENT console
         DESTINATION ${CMAKE_INSTALL_DATADIR}/bash-completion/completions)
-install(DIRECTORY docs/man/ DESTINATION ${CMAKE_INSTALL_MANDIR}/man1 COMPONENT console
-        FILES_MATCHING PATTERN "*.1")
-install(FILES README.md DESTINATION ${CMAKE_INSTALL_DOCDIR} COMPONENT console)
-install(DIRECTORY docs DESTINATION ${CMAKE_INSTALL_DOCDIR} COMPONENT console
-        FILES_MATCHING PATTERN "*.md" PATTERN "*.svg" PATTERN man EXCLUDE)
+# Wireshark and tshark look for plugins beside the libraries of the machine.
+install(FILES tools/wireshark/zor.lua COMPONENT console
+        DESTINATION lib/${CMAKE_LIBRARY_ARCHITECTURE}/wireshark/plugins)
+
+# Manuals and changelogs lie compressed, without a name and a time inside that would make two builds
+# differ.
+function(zor_install_compressed file name folder component)
+    set(compressed ${CMAKE_BINARY_DIR}/compressed/${component}/${name}.gz)
+    file(MAKE_DIRECTORY ${CMAKE_BINARY_DIR}/compressed/${component})
+    execute_process(COMMAND gzip -9nc ${file} OUTPUT_FILE ${compressed} COMMAND_ERROR_IS_FATAL ANY)
+    set_property(DIRECTORY APPEND PROPERTY CMAKE_CONFIGURE_DEPENDS ${file})
+    install(FILES ${compressed} DESTINATION ${folder} COMPONENT ${component})
+endfunction()
+file(GLOB manuals CONFIGURE_DEPENDS ${CMAKE_SOURCE_DIR}/docs/man/*.1)
+foreach(manual ${manuals})
+    get_filename_component(name ${manual} NAME)
+    zor_install_compressed(${manual} ${name} ${CMAKE_INSTALL_MANDIR}/man1 console)
+endforeach()
+
+# The pages for who uses the programs, and the pages for who writes some.
+set(zor_doc ${CMAKE_INSTALL_DATADIR}/doc)
+install(FILES cmake/debian/README.md docs/recipes.md docs/troubleshooting.md docs/security.md
+              docs/protocol.md docs/dead-lock-detector.md
+        DESTINATION ${zor_doc}/zor-console COMPONENT console)
+install(FILES docs/library.md docs/architecture.md docs/checksummed-file.md docs/porting.md
+        DESTINATION ${zor_doc}/libzor-dev COMPONENT dev)
+install(DIRECTORY examples DESTINATION ${zor_doc}/libzor-dev COMPONENT dev)
+install(DIRECTORY ${CMAKE_SOURCE_DIR}/build/docs/html DESTINATION ${zor_doc}/libzor-doc
+        COMPONENT doc OPTIONAL)
+
+configure_file(cmake/debian/changelog.in ${CMAKE_BINARY_DIR}/debian-changelog @ONLY)
+foreach(component console dev doc)
+    set(package libzor-${component})
+    if(component STREQUAL "console")
+        set(package zor-console)
+    endif()
+    install(FILES cmake/debian/copyright DESTINATION ${zor_doc}/${package} COMPONENT ${component})
+    zor_install_compressed(${CMAKE_BINARY_DIR}/debian-changelog changelog ${zor_doc}/${package}
+                           ${component})
+endforeach()
 
 set(CPACK_GENERATOR DEB)
 set(CPACK_PACKAGE_CONTACT "zor-console maintainers <maintainers@localhost>")
@@ -48,9 +83,24 @@ set(CPACK_DEBIAN_CONSOLE_PACKAGE_SECTION comm)
 set(CPACK_DEBIAN_CONSOLE_PACKAGE_SHLIBDEPS ON)
 set(CPACK_DEBIAN_DEV_PACKAGE_NAME libzor-dev)
 set(CPACK_DEBIAN_DEV_PACKAGE_SECTION libdevel)
-set(CPACK_COMPONENT_CONSOLE_DESCRIPTION
-    "Maintenance console of the telephony server main_zor, and its simulator zor_sim.")
-set(CPACK_COMPONENT_DEV_DESCRIPTION
-    "The utility library under the console, for the other programs of the server family.")
+# The first line of a description is its summary.
+set(CPACK_DEBIAN_CONSOLE_DESCRIPTION "maintenance console of the telephony server main_zor
+ The console finds its server and never lets go of it. With it come zor for operators (servers by name,
+ line editing, logs, sessions), zor_ask for scripts, the simulator zor_sim, and a dissector of the
+ protocol for Wireshark.")
+set(CPACK_DEBIAN_DEV_DESCRIPTION "library of the telephony server family, for development
+ The library under the console, for the other programs of the server family: threads, locks that are
+ searched for dead-locks, lists, strings, frames and connections, with five example programs.")
+set(CPACK_DEBIAN_DOC_PACKAGE_NAME libzor-doc)
+set(CPACK_DEBIAN_DOC_PACKAGE_SECTION doc)
+set(CPACK_DEBIAN_DOC_PACKAGE_ARCHITECTURE all)
+set(CPACK_DEBIAN_DOC_DESCRIPTION "library of the telephony server family, reference
+ The reference of the interfaces of libzor-dev, as pages for a browser.")
+set(CPACK_DEBIAN_CONSOLE_PACKAGE_RECOMMENDS rlwrap)
+set(CPACK_DEBIAN_CONSOLE_PACKAGE_SUGGESTS "tmux, wireshark | tshark, bash-completion")
+set(CPACK_STRIP_FILES ON)
+# The permissions of folders don't depend on who builds.
+set(CPACK_INSTALL_DEFAULT_DIRECTORY_PERMISSIONS OWNER_READ OWNER_WRITE OWNER_EXECUTE
+    GROUP_READ GROUP_EXECUTE WORLD_READ WORLD_EXECUTE)
 set(CPACK_PACKAGING_INSTALL_PREFIX /usr)
 include(CPack)

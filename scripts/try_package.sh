@@ -1,10 +1,12 @@
 #!/usr/bin/env bash
 # Installs the release build into an empty prefix and unpacks the Debian packages beside it, then
-# builds and runs the small consumer program against each, with CMake and with pkg-config.
+# builds and runs the small consumer program and the examples against each, with CMake and with
+# pkg-config, and looks at what the packages hold.
 set -euo pipefail
 . "$(dirname "$0")/lib.sh"
 
-need "${packages_build[@]}" pkg-config dpkg-dev
+need "${packages_build[@]}" pkg-config dpkg-dev lintian
+scripts/docs.sh
 build release
 work=$(mktemp -d)
 trap 'rm -rf "$work"' EXIT
@@ -68,6 +70,26 @@ try_prefix deb "$work/root/usr"
 for program in zor_sim zor_ask zor; do
     "$work/root/usr/bin/$program" --help >/dev/null
 done
+there() { [ -s "$work/root/usr/$1" ] || { echo "no package has $1" >&2; exit 1; }; }
 for page in zor_console zor_sim zor_ask zor; do
-    [ -s "$work/root/usr/share/man/man1/$page.1" ] || { echo "no manual of $page" >&2; exit 1; }
+    there "share/man/man1/$page.1.gz"
 done
+there share/bash-completion/completions/zor
+there share/bash-completion/completions/zor_ask
+there "lib/$(dpkg-architecture -qDEB_HOST_MULTIARCH)/wireshark/plugins/zor.lua"
+there share/doc/libzor-doc/html/index.html
+
+# What the page of the package names must be there.
+page=$work/root/usr/share/doc/zor-console/README.md
+for link in $(grep -o '([a-z-]*\.md)' "$page" | tr -d '()'); do
+    there "share/doc/zor-console/$link"
+done
+if grep -n "scripts/" "$page" >&2; then
+    echo "the installed README names a script of the tree" >&2
+    exit 1
+fi
+
+# Each tag that may stay has its reason in that file.
+lintian --allow-root --fail-on error,warning \
+    --suppress-tags-from-file cmake/debian/lintian-tags "$work"/debs/*.deb
+echo "lintian: ok"
