@@ -83,21 +83,22 @@ set(CPACK_DEBIAN_CONSOLE_PACKAGE_SECTION comm)
 set(CPACK_DEBIAN_CONSOLE_PACKAGE_SHLIBDEPS ON)
 set(CPACK_DEBIAN_DEV_PACKAGE_NAME libzor-dev)
 set(CPACK_DEBIAN_DEV_PACKAGE_SECTION libdevel)
-# The first line of a description is its summary.
-set(CPACK_DEBIAN_CONSOLE_DESCRIPTION "maintenance console of the telephony server main_zor
- The console finds its server and never lets go of it. With it come zor for operators (servers by name,
- line editing, logs, sessions), zor_ask for scripts, the simulator zor_sim, and a dissector of the
- protocol for Wireshark.")
-set(CPACK_DEBIAN_DEV_DESCRIPTION "library of the telephony server family, for development
- The library under the console, for the other programs of the server family: threads, locks that are
- searched for dead-locks, lists, strings, frames and connections, with five example programs.")
+set(CPACK_DEBIAN_CONSOLE_DESCRIPTION
+    "The console finds its server and never lets go of it. With it come zor for
+operators (servers by name, line editing, logs, sessions), zor_ask for
+scripts, the simulator zor_sim, and a dissector of the protocol for Wireshark.")
+set(CPACK_DEBIAN_CONSOLE_PACKAGE_RECOMMENDS rlwrap)
+set(CPACK_DEBIAN_CONSOLE_PACKAGE_SUGGESTS "tmux, wireshark | tshark, bash-completion")
+set(CPACK_DEBIAN_DEV_DESCRIPTION
+    "The library under the console, for the other programs of the family:
+threads, locks that are searched for dead-locks, lists, strings, frames and
+connections. Five example programs show it in use.")
+set(CPACK_DEBIAN_DEV_PACKAGE_SUGGESTS libzor-doc)
 set(CPACK_DEBIAN_DOC_PACKAGE_NAME libzor-doc)
 set(CPACK_DEBIAN_DOC_PACKAGE_SECTION doc)
 set(CPACK_DEBIAN_DOC_PACKAGE_ARCHITECTURE all)
-set(CPACK_DEBIAN_DOC_DESCRIPTION "library of the telephony server family, reference
- The reference of the interfaces of libzor-dev, as pages for a browser.")
-set(CPACK_DEBIAN_CONSOLE_PACKAGE_RECOMMENDS rlwrap)
-set(CPACK_DEBIAN_CONSOLE_PACKAGE_SUGGESTS "tmux, wireshark | tshark, bash-completion")
+set(CPACK_DEBIAN_DOC_DESCRIPTION
+    "The reference of the interfaces of libzor-dev, as pages for a browser.")
 set(CPACK_STRIP_FILES ON)
 # The permissions of folders don't depend on who builds.
 set(CPACK_INSTALL_DEFAULT_DIRECTORY_PERMISSIONS OWNER_READ OWNER_WRITE OWNER_EXECUTE

@@ -49,7 +49,7 @@ try_examples() { # NAME PREFIX
             grep -q "serving" "$work/server.log" && break
             sleep 0.1
         done
-        port=$(sed -n 's/.*on port \([0-9]*\)$/\1/p' "$work/server.log")
+        port=$(sed -n 's/.*on port \([0-9]*\).*/\1/p' "$work/server.log")
         for word in $words; do
             [ "$(timeout 10 "$at/client" "$port" "$word")" = "client $((number++)) said: $word" ]
         done
