@@ -2,6 +2,7 @@
 
 #include <cstdio>
 
+#include "support/places.h"
 #include "support/scripted_peer.h"
 
 using namespace support;

@@ -8,6 +8,7 @@
 
 #include "serv_cli/dicos.h"
 #include "serv_cli/i_tools.h"
+#include "support/places.h"
 
 /// What a file beside this one holds.
 static std::string content(const std::string& name) {

@@ -12,6 +12,7 @@
 #include <string>
 #include <thread>
 
+#include "support/places.h"
 #include "support/scripted_peer.h"
 
 namespace support {

@@ -10,6 +10,7 @@
 
 #include <vector>
 
+#include "support/places.h"
 #include "support/scripted_peer.h"
 
 namespace support {
