@@ -16,7 +16,8 @@ finish() {
     rm -f "$log"
 }
 trap finish EXIT
-trap 'exit 0' INT TERM
+trap 'echo; exit 0' INT
+trap 'exit 0' TERM
 
 build/release/zor_sim --port 0 >"$log" 2>&1 &
 simulator=$!

@@ -25,7 +25,7 @@ shown() {
 
 shown "listening on port"
 port=$(sed -n 's/.*listening on port \([0-9][0-9]*\).*/\1/p' "$work/log")
-PATH=$tree/build/release:$PATH screen new-session -d -x 92 -y 50 -c "$work" "PS1='\$ ' exec bash --norc"
+PATH=$tree/build/release:$PATH screen new-session -d -x 100 -y 50 -c "$work" "PS1='\$ ' exec bash --norc"
 # The first line of the picture: what the operator types.
 screen send-keys "zor_console 127.0.0.1 $port" Enter
 shown "you are with"

@@ -58,6 +58,9 @@ try_examples() { # NAME PREFIX
     echo "examples $1: ok"
 }
 
+# The README shows the consumer's program as it is.
+sed -n "/^\`\`\`cpp\$/,/^\`\`\`\$/p" README.md | sed "1d;\$d" | diff - examples/consumer/main.cpp
+
 cmake --install build/release --prefix "$work/prefix" >/dev/null
 try_prefix prefix "$work/prefix"
 

@@ -29,7 +29,7 @@ attempt() {
     (
         set -e
         # shellcheck disable=SC2046
-        trap 'screen kill-server; kill $(jobs -p); wait' EXIT
+        trap '{ screen kill-server; kill $(jobs -p); wait; } 2>/dev/null || true' EXIT
         mkdir "$work/attempt$terminal"
         cd "$work/attempt$terminal"
         "$1" "$2"

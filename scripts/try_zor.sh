@@ -118,6 +118,17 @@ done
 ends 2 "$zor" -k near
 passed "keys go out as they are typed, and the terminal comes back whatever ends the console"
 
+# The demonstration puts one at the console of a simulator of its own, and ends both.
+at_terminal "'$tree/scripts/demo.sh' -lines; echo ended"
+within "you are with" pane
+type_line "echo demonstrated"
+within "|demonstrated|" pane_lines
+demo_port=$(pane | sed -n 's/^zor_sim listens on port \([0-9]*\),.*/\1/p')
+typed C-c
+within "|ended|" pane_lines
+ends 1 "$tree/build/release/zor_ask" -p "$demo_port" -t 2 127.0.0.1 help
+passed "the demonstration"
+
 # `zor -s` calls tmux by its own; here that means the one of this try.
 mkdir bin
 printf '#!/bin/sh\nexec %s -S %s "$@"\n' "$(command -v tmux)" "$work/sessions" >bin/tmux
@@ -126,6 +137,7 @@ ln -s "$zor" bin/zor
 export PATH=$work/bin:$PATH
 at_terminal "unset TMUX; $zor -s near"
 within "Press return" pane
+bin/tmux set-option -g assume-paste-time 0 # keys of a script come faster than a hand's
 type_line "echo kept"
 within "|kept|" pane_lines
 typed C-b d
