@@ -115,11 +115,7 @@ short Elt_Supervision::has_parametre() {
 // Takes the first text out and leaves it to the caller; null when there is none.
 char* Elt_Supervision::takeFirst() {
     const MutexHold hold(queue_lock, SOURCE_MODULE, __LINE__);
-    if (!waiting()) return nullptr;
-    parametres->start();
-    char* const text = textUnderCursor(*parametres);
-    parametres->remove();
-    return text;
+    return cutFirst();
 }
 
 // The same for a text that is there already, with its count. The count may be spent, when the text
@@ -127,7 +123,16 @@ char* Elt_Supervision::takeFirst() {
 char* Elt_Supervision::takeWithoutWait() {
     const MutexHold hold(queue_lock, SOURCE_MODULE, __LINE__);
     if (waiting()) semLock(signal, kTry);
-    return takeFirst();
+    return cutFirst();
+}
+
+// To be called with `queue_lock` held.
+char* Elt_Supervision::cutFirst() {
+    if (!waiting()) return nullptr;
+    parametres->start();
+    char* const text = textUnderCursor(*parametres);
+    parametres->remove();
+    return text;
 }
 
 // ---- the list of mailboxes ----

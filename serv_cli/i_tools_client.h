@@ -55,6 +55,7 @@ class Elt_Supervision : public elem_list {
     bool waiting() const { return parametres && !parametres->empty(); }
     char* takeFirst();
     char* takeWithoutWait();
+    char* cutFirst();
 };
 
 /// The mailboxes of all clients, with the tag and the name fixed. A client is found by `major` and
