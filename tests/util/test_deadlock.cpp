@@ -1,16 +1,10 @@
 #include <gmock/gmock.h>
-#include <unistd.h>
 
 #include <algorithm>
 #include <barrier>
 #include <cstdarg>
-#include <random>
-#include <regex>
-#include <semaphore>
-#include <set>
-#include <string>
+#include <functional>
 #include <thread>
-#include <vector>
 
 #include "util/i_os_mutex.h"
 #include "util/i_os_thread.h"
@@ -23,9 +17,9 @@ extern "C" const char* __tsan_default_options() {
 namespace {
 
 std::string printed;                     // what the layer printed, guarded by dlTableLock
+std::function<void()> on_fatal;          // what the fatal function does besides printing
 thread_local Mutex* to_break = nullptr;  // of this thread's part in a ring: what it holds
 thread_local Mutex* asked = nullptr;     // and what it asks for
-enum { kReturns, kTriesForTheLock, kEndsItsThread, kWays } way = kReturns;  // of the fatal function
 
 [[gnu::format(printf, 1, 2)]] int record(const char* format, ...) {
     const MutexHold hold(systemMutex(), "test", __LINE__);  // a print function may take a Mutex
@@ -38,50 +32,40 @@ enum { kReturns, kTriesForTheLock, kEndsItsThread, kWays } way = kReturns;  // o
     return 0;
 }
 
-// Ends the reported ring: the neighbour gets its lock, and all come home.
-void breakRing(const char* text) {
+void recordFatal(const char* text) {
     printed += text;
-    mutexRel(std::exchange(to_break, nullptr));
-    if (way == kEndsItsThread) threadExit();
-    if (way == kReturns) return;
-    mutexTry(asked, "test", __LINE__);
-    mutexRel(asked);
+    if (on_fatal) on_fatal();
 }
 
-void await(auto condition) {
-    for (bool fulfilled = false; !fulfilled; std::this_thread::yield()) {
-        pthread_mutex_lock(&dlTableLock);
-        fulfilled = condition();
-        pthread_mutex_unlock(&dlTableLock);
-    }
-}
+const auto get = [](Mutex* m) { return mutexGet(m, "test", __LINE__); };
 
-void awaitOwnerOf(const Mutex* m) {
-    await([m] { return m->lock_record.owner != nullptr; });
-}
-
-void awaitAttemptOn(const Mutex* m) {
-    await([m] { return m->lock_record.first_attempt != nullptr; });
-}
-
-// Free locks; with them the record of what was printed begins anew.
+// Free locks; with them the record of what is printed begins anew.
 struct Locks : std::vector<Mutex*> {
     explicit Locks(std::size_t number) : vector(number) {
         for (Mutex*& m : *this) mutexInit(&m, "lock");
+        dlInit(record, recordFatal);
+        on_fatal = nullptr;
         printed.clear();
     }
     ~Locks() { std::for_each(begin(), end(), mutexDestroy); }
 };
 
-const auto get = [](Mutex* m) { return mutexGet(m, "test", __LINE__); };
+// Ends the ring of the reporting thread: its neighbour gets the lock, and all come home.
+void breakRing(bool ends_the_thread) {
+    mutexRel(std::exchange(to_break, nullptr));
+    mutexTry(asked, "test", __LINE__);
+    mutexRel(asked);
+    if (ends_the_thread) threadExit();
+}
 
 // Each thread holds a lock and asks for its neighbour's; without the barrier perhaps no ring.
-void raceRing(unsigned size, bool all_hold_first) {
-    const Locks locks(size);
-    std::barrier start(static_cast<int>(size));
+void raceRing(int size, bool all_hold_first, bool ends_the_thread) {
+    const Locks locks(static_cast<std::size_t>(size));
+    on_fatal = [=] { breakRing(ends_the_thread); };
+    std::barrier start(size);
     std::vector<std::jthread> threads;
-    for (std::size_t i = 0; i < size; ++i) {
-        threads.emplace_back([&, i, own = locks[i], next = locks[(i + 1) % size]] {
+    for (std::size_t i = 0; i < locks.size(); ++i) {
+        threads.emplace_back([&, i, own = locks[i], next = locks[(i + 1) % locks.size()]] {
             start.arrive_and_wait();
             i % 2 ? mutexTry(own, "test", __LINE__) : get(own);
             to_break = own;
@@ -94,193 +78,183 @@ void raceRing(unsigned size, bool all_hold_first) {
     }
 }
 
-// One thread owns l0, l1 and l2, gives l1 back, and waits for l3; another owns l3 and asks for l0.
-// Both wait for ever.
-[[noreturn]] void showARing(DlFatalFunction fatal) {
-    dup2(STDERR_FILENO, STDOUT_FILENO);
-    alarm(60);
-    dlInit(nullptr, fatal);
-    dlThreadList = nullptr;  // a thread of an earlier test would leave its place to one of these
-    const Locks l(4);
-    const std::jthread asker([&] {
-        get(l[3]);
-        awaitAttemptOn(l[3]);
-        asked = l[0];
-        get(asked);
-    });
-    awaitOwnerOf(l[3]);
-    const std::jthread waiter([&] {
-        get(l[0]);
-        get(l[1]);
-        get(l[2]);
-        mutexRel(l[1]);
-        get(l[3]);
-    });
-    awaitAttemptOn(l[3]);
-    awaitAttemptOn(l[0]);
-    std::this_thread::sleep_for(std::chrono::milliseconds(50));  // room for a second report
-    fflush(stdout);
-    _exit(0);
-}
-
-TEST(DeadLockDeathTest, ReportNamesTheAskerTheWaitersAndTheLocksStillOwned) {
-    // \1 is the asker, \2 l0, \3 the waiter, and \5 l3.
-    constexpr char kReport[] = R"re(DeadLock !!! ([0-9a-f]+ ID[0-9]+ID) lock lock\(([0-9a-f]+)\)
-
-    Thread ([0-9a-f]+ ID[0-9]+ID):
-      Callstack:(\[0x[0-9a-f]+\])+
-      WaitingMutex lock\(([0-9a-f]+)\) WaitingThread \1
-      OwnedMutex : lock\([0-9a-f]+\) lock\(\2\)[ ]
-
-    Thread \1:
-      Callstack:(\[0x[0-9a-f]+\])+
-      WaitingMutex lock\(\2\) WaitingThread \3
-      OwnedMutex : lock\(\5\)[ ]
-DeadLock
-)re";
-    const DlFatalFunction take_asked_again = [](const char* text) {
-        puts(text);
-        get(asked);
-    };
-    const auto is_the_report = testing::Truly(
-        [&](const std::string& text) { return std::regex_match(text, std::regex(kReport)); });
-    EXPECT_EXIT(showARing(nullptr), testing::ExitedWithCode(0), is_the_report);
-    EXPECT_EXIT(showARing(take_asked_again), testing::ExitedWithCode(0), is_the_report);
-}
-
 TEST(DeadLock, TheThreadThatClosesARingSaysSoHoweverTheyRace) {
-    dlInit(record, breakRing);
     for (const int size : {2, 3, 5, 17, 64}) {
-        for (int round = 0; round < 4 + 400 / size; ++round) {
-            way = static_cast<decltype(way)>(round % kWays);
-            raceRing(static_cast<unsigned>(size), round % 2 == 0);  // a missed ring would hang
-            if (printed.empty() && round % 2 == 1) continue;
-            ASSERT_EQ(std::ranges::count(printed, '\n'), 1 + 5 * size) << printed;
-            ASSERT_TRUE(printed.ends_with(" \nDeadLock")) << printed;
+        for (const bool ends_the_thread : {false, true}) {
+            for (int round = 0; round < 2 + 200 / size; ++round) {
+                raceRing(size, round % 2 == 0, ends_the_thread);  // a missed ring would hang
+                if (printed.empty() && round % 2 == 1) continue;
+                ASSERT_EQ(std::ranges::count(printed, '\n'), 1 + 5 * size) << printed;
+                ASSERT_TRUE(printed.ends_with(" \nDeadLock")) << printed;
+            }
         }
     }
 }
 
-// Both rings run through `holder` and `asker`: the second is closed while the fatal function of the
-// first waits for `log`, which sets the reported attempt aside.
-TEST(DeadLock, ARingClosedWhileTheFatalFunctionWaitsIsToldAsWell) {
-    static Mutex* const* lock = nullptr;
-    static int calls = 0;
-    enum { kFirst, kSecond, kWanted, kLog };
-    const auto give_first_then_second = [](const char*) {
-        mutexRel(lock[calls == 0 ? kFirst : kSecond]);
-        ++calls;
-        get(lock[kLog]);
-        mutexRel(lock[kLog]);
+// Who stands in the tables alone, with no thread behind: what it holds is free for the system, so
+// whoever asks for that searches, and gets it at once.
+struct Standing : DlThread {
+    explicit Standing(pthread_t number) : DlThread{} {
+        id = number;
+        next = std::exchange(dlThreadList, this);
+    }
+    ~Standing() {
+        DlThread** place = &dlThreadList;
+        while (*place != this) place = &(*place)->next;
+        *place = next;
+    }
+    void holds(Mutex* m) {
+        DlMutex& lock = m->lock_record;
+        lock.owner = this;
+        lock.count = 1;
+        lock.next_owned = std::exchange(owned, &lock);
+    }
+    void waitsFor(Mutex* m) {
+        waiting_mutex = &m->lock_record;
+        waiting_thread = waiting_mutex->owner;
+        next_attempt = std::exchange(waiting_mutex->first_attempt, this);
+    }
+};
+
+// This thread owns `own`, for which `neighbour` waits: asking for `wanted` closes a ring.
+class RingTest : public testing::Test {
+  protected:
+    RingTest() {
+        std::jthread(dlMutexUnlock, &free->lock_record).join();  // the search counts threads
+        printed.clear();
+        get(own);
+        self = own->lock_record.owner;
+        neighbour.holds(further);
+        neighbour.holds(wanted);
+        neighbour.waitsFor(own);
+    }
+    // Asks for a lock of the neighbour, and leaves it with the neighbour.
+    static void ask(Mutex* m) {
+        get(m);
+        pthread_mutex_unlock(&m->lock_record.real_lock);
+        m->lock_record.count = 1;
+    }
+    static auto reports() { return std::ranges::count(printed, '!') / 3; }
+
+    Standing neighbour{1};
+    Locks locks{4};
+    Mutex* const own = locks[0];
+    Mutex* const wanted = locks[1];
+    Mutex* const further = locks[2];
+    Mutex* const free = locks[3];
+    const DlThread* self = nullptr;
+};
+
+std::string hex(const void* address) { return testing::PrintToString(address).substr(2); }
+
+std::string shown(const Mutex* m) { return "lock(" + hex(&m->lock_record) + ")"; }
+
+std::string shown(const DlThread* t) {
+    return hex(t) + " ID" + std::to_string(static_cast<std::uint32_t>(t->id)) + "ID";
+}
+
+TEST_F(RingTest, TheReportShowsTheAskerAllThatWaitAndWhatTheyOwn) {
+    Standing late(2);
+    late.waitsFor(free);
+    for (std::uintptr_t i = 0; i < 10; ++i) late.call_stack[i] = reinterpret_cast<void*>(i + 1);
+    std::copy_n(late.call_stack, 4, neighbour.call_stack);
+    const auto report = [&] {
+        std::string frames;
+        for (int i = 2; i < 10 && self->call_stack[i]; ++i)
+            frames += "[0x" + hex(self->call_stack[i]) + "]";
+        return "DeadLock !!! " + shown(self) + " lock " + shown(wanted) + "\n\n    Thread " +
+               shown(&late) +
+               ":\n      Callstack:[0x3][0x4][0x5][0x6][0x7][0x8][0x9][0xa]\n      WaitingMutex " +
+               shown(free) + " WaitingThread 0 ID0ID\n      OwnedMutex : \n\n    Thread " +
+               shown(&neighbour) + ":\n      Callstack:[0x3][0x4]\n      WaitingMutex " +
+               shown(own) + " WaitingThread " + shown(self) +
+               "\n      OwnedMutex : " + shown(wanted) + " " + shown(further) + " \n\n    Thread " +
+               shown(self) + ":\n      Callstack:" + frames + "\n      WaitingMutex " +
+               shown(wanted) + " WaitingThread " + shown(&neighbour) +
+               "\n      OwnedMutex : " + shown(own) + " \nDeadLock";
     };
-    dlInit(record, give_first_then_second);
-    const Locks locks(4);
-    lock = locks.data();
-    calls = 0;
-    get(lock[kLog]);
-    std::jthread holder([&] {
-        get(lock[kFirst]);
-        get(lock[kSecond]);
-        awaitAttemptOn(lock[kFirst]);
-        get(lock[kWanted]);
-        mutexRel(lock[kWanted]);
-    });
-    awaitOwnerOf(lock[kSecond]);
-    std::jthread asker([&] {
-        get(lock[kWanted]);
-        get(lock[kFirst]);
-        awaitAttemptOn(lock[kLog]);
-        get(lock[kSecond]);
-        for (const int held : {kSecond, kFirst, kWanted}) mutexRel(lock[held]);
-    });
-    awaitAttemptOn(lock[kSecond]);
-    mutexRel(lock[kLog]);
-    holder.join();
-    asker.join();
+    ask(wanted);
+    EXPECT_EQ(printed, report());
+    dlInit(nullptr, nullptr);
+    testing::internal::CaptureStdout();
+    ask(wanted);
+    EXPECT_EQ(testing::internal::GetCapturedStdout(), report() + "\n");
+}
+
+TEST_F(RingTest, TakesOfTheFatalFunctionTellANewRingAndNoToldOne) {
+    int calls = 0;
+    on_fatal = [&] {
+        ask(wanted);
+        if (++calls == 1) neighbour.waits_since = self->shown_in;  // it gave up, and waits again
+        get(free);
+        mutexRel(free);
+    };
+    ask(wanted);
     EXPECT_EQ(calls, 2);
-    const std::size_t report = printed.find("DeadLock !!! ");
-    EXPECT_NE(report, printed.rfind("DeadLock !!! ")) << "two reports: " << printed;
+    EXPECT_EQ(reports(), 2) << printed;
+    ask(wanted);
+    EXPECT_EQ(reports(), 3) << "a later attempt tells its ring anew: " << printed;
 }
 
-TEST(DeadLock, NoRingNoReport) {
-    dlInit(record, breakRing);
-    const Locks locks(12);
-    std::vector<std::jthread> threads;
-    for (unsigned seed = 1; seed <= 8; ++seed) {
-        threads.emplace_back([&locks, random = std::minstd_rand(seed)]() mutable {
-            for (int i = 0; i < 20000; ++i) {
-                std::vector<Mutex*> held;
-                std::ranges::sample(locks, std::back_inserter(held), 4, random);
-                std::ranges::for_each(held, get);  // in one order everywhere
-                std::ranges::shuffle(held, random);
-                std::ranges::for_each(held, mutexRel);
-            }
-        });
-    }
-    threads.clear();
+TEST_F(RingTest, ASearchThatMeetsAnOlderRingOfOthersEnds) {
+    Standing other(2);
+    neighbour.waiting_thread = &other;
+    other.waiting_thread = &neighbour;
+    ask(wanted);
     EXPECT_EQ(printed, "");
-    std::set<pthread_t> ids;
-    for (const DlThread* r = dlThreadList; r; r = r->next) {
-        EXPECT_TRUE(!r->owned && !r->waiting_mutex && !r->waiting_thread);
-        EXPECT_TRUE(ids.insert(r->id).second) << "a later thread takes the record over";
-    }
 }
 
-TEST(DeadLock, AnAttemptOnAFreeLockKeepsTheFramesOfItsCallers) {
-    const Locks locks(1);
-    get(locks[0]);
-    const DlThread* const self = locks[0]->lock_record.owner;
-    mutexRel(locks[0]);
-    mutexGet(locks[0], "test", __LINE__);
-    mutexRel(locks[0]);
+TEST_F(RingTest, AnAttemptKeepsTheFramesOfItsCallers) {
+    mutexGet(free, "test", __LINE__);
     EXPECT_EQ(self->call_stack[3], __builtin_return_address(0)) << "entry 2 leads here";
 }
 
-TEST(DeadLock, WaitersNameTheOwnerOfTheMoment) {
-    dlInit(record, breakRing);
-    const Locks locks(1);
-    DlMutex& lock = locks[0]->lock_record;
-    const auto waiters = [&](const DlThread* owner) {
-        int number = 0;
-        for (const DlThread* r = lock.first_attempt; r; r = r->next_attempt)
-            number += r->waiting_mutex == &lock && r->waiting_thread == owner;
-        return number;
-    };
-    std::counting_semaphore<2> give_up(0);
-    const auto take = [&] {
-        get(locks[0]);
-        give_up.acquire();
-        mutexRel(locks[0]);
-    };
-    pthread_mutex_lock(&lock.real_lock);  // held before the tables know it
-    std::jthread first(take), second(take);
-    await([&] { return waiters(nullptr) == 2; });
-    mutexTry(locks[0], "test", __LINE__);
-    const DlThread* const self = lock.owner;
-    EXPECT_EQ(waiters(self), 2) << "a try names the new owner too";
-    get(locks[0]);
-    EXPECT_TRUE(!self->waiting_mutex && lock.count == 2);
-    mutexRel(locks[0]);
-    EXPECT_EQ(waiters(self), 2) << "a recursive hold goes on";
-    mutexRel(locks[0]);
-    EXPECT_EQ(waiters(nullptr), 2) << "given up";
-    pthread_mutex_unlock(&lock.real_lock);
-    await([&] { return lock.owner && lock.owner != self && waiters(lock.owner) == 1; });
-    EXPECT_EQ(dlMutexUnlock(&lock), EPERM);
-    EXPECT_TRUE(lock.count == 1 && waiters(lock.owner) == 1) << "a stranger's release";
-    give_up.release(2);
-    await([&] { return !lock.owner && !lock.first_attempt; });
-    EXPECT_EQ(printed, "Unlock Mutex (lock) not from the owner\n");
+TEST_F(RingTest, WaitersNameTheOwnerOfTheMoment) {
+    Standing first(2);
+    Standing second(3);
+    first.waitsFor(free);
+    second.waitsFor(free);
+    const auto owners = [&] { return std::vector{first.waiting_thread, second.waiting_thread}; };
+    mutexTry(free, "test", __LINE__);
+    EXPECT_THAT(owners(), testing::Each(self)) << "a try names the new owner too";
+    get(free);
+    EXPECT_EQ(free->lock_record.first_attempt, &second) << "a recursive take is no attempt";
+    mutexRel(free);
+    EXPECT_THAT(owners(), testing::Each(self)) << "a recursive hold goes on";
+    mutexRel(free);
+    EXPECT_THAT(owners(), testing::Each(nullptr));
+    get(free);
+    EXPECT_THAT(owners(), testing::Each(self));
+    EXPECT_EQ(free->lock_record.first_attempt, &second) << "the attempt has ended";
+    EXPECT_EQ(printed, "");
 }
 
-TEST(DeadLock, AHeldLockThatIsDestroyedLeavesItsOwnersList) {
-    dlInit(record, breakRing);
-    Locks locks(1);
-    get(locks[0]);
+TEST_F(RingTest, AStrangersReleaseOrADamagedRecordIsToldAndStopsNothing) {
+    std::jthread([this] { EXPECT_EQ(dlMutexUnlock(&own->lock_record), EPERM); }).join();
+    EXPECT_EQ(neighbour.waiting_thread, self);
+    neighbour.waiting_thread = &neighbour;
+    EXPECT_EQ(mutexRel(own), 0);
+    EXPECT_EQ(neighbour.waiting_thread, nullptr);
+    get(own);
+    own->lock_record.count = 0;
+    EXPECT_EQ(mutexRel(own), 0);
+    EXPECT_EQ(own->lock_record.owner, self);
+    EXPECT_EQ(printed,
+              "Unlock Mutex (lock) not from the owner\n"
+              "RemoveThreadWaiting Invalid data\nMutexCount <0 ???\n");
+}
+
+TEST(DeadLock, AThreadOwnsWhatItHasNeitherGivenBackNorDestroyed) {
+    Locks locks(5);
+    std::ranges::for_each(locks, get);
     const DlThread* const self = locks[0]->lock_record.owner;
-    mutexDestroy(std::exchange(locks[0], nullptr));
-    EXPECT_EQ(self->owned, nullptr);
+    mutexRel(locks[2]);
+    mutexRel(locks[4]);
+    mutexDestroy(std::exchange(locks[1], nullptr));
     EXPECT_EQ(printed, "pthread_mutex_destroy with one owner for mutex (lock)\n");
+    EXPECT_EQ(self->owned, &locks[3]->lock_record);
+    EXPECT_EQ(self->owned->next_owned, &locks[0]->lock_record);
+    EXPECT_EQ(self->owned->next_owned->next_owned, nullptr);
 }
 
 }  // namespace

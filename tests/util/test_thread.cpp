@@ -1,21 +1,16 @@
 #include <dlfcn.h>
 #include <gmock/gmock.h>
-#include <pthread.h>
 
-#include <algorithm>
-#include <atomic>
-#include <cerrno>
-#include <csignal>
+#include <latch>
 #include <thread>
 
 #include "support/captured_trace.h"
 #include "support/pauses.h"
 #include "util/i_charstr.h"
-#include "util/i_os_mutex.h"
-#include "util/i_os_table.h"
-#include "util/i_os_thread.h"
+#include "util/i_os.h"
 
-static std::atomic<std::size_t> asked_size = 0, forced_size = 0;
+static std::atomic<std::size_t> asked_size = 0;
+static std::atomic<std::size_t> forced_size = 0;
 
 // Stands before the C library's, so that a test can ask for too little or too much.
 extern "C" int pthread_attr_setstacksize(pthread_attr_t* attribute, std::size_t size) noexcept {
@@ -27,8 +22,6 @@ extern "C" int pthread_attr_setstacksize(pthread_attr_t* attribute, std::size_t 
 
 namespace {
 
-using testing::MatchesRegex;
-
 const std::string kHeading = "\nTbThreadCreated:\n";
 const std::uint32_t own_id = threadId();
 const std::string own_number = std::to_string(static_cast<int>(own_id));
@@ -39,138 +32,117 @@ std::string listing() {
     return text.c_str();
 }
 
-// The tests share one table and run in this order; this one makes its first entries.
-TEST(Table, ASlotIsTakenMarkedListedAndReused) {
+auto slotsInUse() { return std::ranges::count(listing(), '\n') - 3; }
+
+// The table numbers the entries of the whole process, so this test stands first.
+TEST(Table, ListsAndTracesItsEntriesInTheLowestFreeSlots) {
+    const std::string second = "   2       second  Hd -16 Id-2147483648  Trace -1\n";
     const CapturedTrace trace;
     verboseIpc = 1;
-    int pauses = 0;
-    on_pause = [&pauses](long ms) {
-        if (++pauses == 7) PutThreadInTbThread("twelve_bytes", 7, own_id);
-        EXPECT_EQ(ms, 50);
-    };
-    setThreadTrace(9);
-    EXPECT_EQ(listing() + threadName() + std::to_string(pauses), kHeading + "\nUnknown5");
-    setThreadTrace(12);  // its entry is made while it waits
-    on_pause = nullptr;
+    EXPECT_EQ(listing(), kHeading + "\n");
+    PutThreadInTbThread("twelve_bytes", 7, own_id);
     PutThreadInTbThread("second", 0xFFFFFFF0, 0x80000000);
-    const std::string first = "   1  twelve_byte  Hd   7 Id" + own_number + "  Trace 12";
-    const std::string third = "   3               Hd   7 Id" + own_number + "  Trace -1";
-    const std::string second = "\n   2       second  Hd -16 Id-2147483648  Trace -1\n\n";
-    setThreadWaitNote("a/abcdefghijklmnopqrst.cpp", 123456);
-    EXPECT_EQ(listing() + threadName(), kHeading + first + second + "twelve_byte");
-    mutexNotes = 1;
-    EXPECT_EQ(listing(), kHeading + first + " wait mutex abcdefghijklmnopqrst.cpp 123456" + second);
-    setThreadWaitNote(nullptr, -1);
-    EXPECT_EQ(listing(), kHeading + first + second);
-    mutexNotes = 0;
+    EXPECT_EQ(listing(), kHeading + "   1  twelve_byte  Hd   7 Id" + own_number + "  Trace -1\n" +
+                             second + "\n");
+    EXPECT_STREQ(threadName(), "twelve_byte");
     RemoveThreadFromTb();
     RemoveThreadFromTb();  // says and does nothing
     verboseIpc = 0;
-    PutThreadInTbThread("", 7, own_id);
-    EXPECT_EQ(listing(), kHeading + third + second);
-    RemoveThreadFromTb();
     const std::string told = own_number + "\n@PutThreadInTbThread -16 second -2147483648\n";
     EXPECT_EQ(trace.all(), "@PutThreadInTbThread 7 twelve_bytes " + told +
                                "@RemoveThreadFromTb 7 twelve_byte " + own_number + "\n");
-}
-
-TEST(Table, ASignalResumesNobody) {
-    static std::atomic<int> signals = 0;
-    struct sigaction counting = {};
-    counting.sa_handler = [](int) { ++signals; };
-    sigaction(SIGUSR1, &counting, nullptr);
-    errorIpcHandler = [](short, const char*, const char*, const char*) { errno = 0; };
-    std::atomic<bool> resumed = false;
-    std::jthread suspended([&resumed] {
-        PutThreadInTbThread("suspended", 1, threadId());
-        threadSuspend(threadId());
-        EXPECT_TRUE(resumed);
-        RemoveThreadFromTb();
-    });
-    while (listing().find("suspended") == std::string::npos) std::this_thread::yield();
-    const pthread_t thread = suspended.native_handle();
-    for (int sent = 1; sent <= 20; ++sent) {
-        pthread_kill(thread, SIGUSR1);
-        while (signals < sent) std::this_thread::yield();
-    }
-    resumed = true;
-    threadResume(static_cast<std::uint32_t>(thread));
-    suspended.join();
-    errorIpcHandler = nullptr;
-}
-
-TEST(Table, TheFiftySixthEntryIsRefused) {
-    const CapturedTrace trace;
-    const auto used = [] { return std::ranges::count(listing(), '\n') - 3; };
-    PutThreadInTbThread("own", 1, own_id);
-    for (std::uint32_t i = 0; used() < 55; ++i) PutThreadInTbThread("x", 100 + i, 100 + i);
-    const std::string full = listing();
-    PutThreadInTbThread("a_name_not_cut", 1, 99);
-    EXPECT_EQ(trace.all(), "@error in PutThreadInTbThread: table is full! a_name_not_cut  \n");
-    EXPECT_EQ(listing(), full);
+    EXPECT_EQ(listing(), kHeading + second + "\n");
+    EXPECT_STREQ(threadName(), "Unknown");
+    PutThreadInTbThread("", 7, own_id);
+    EXPECT_EQ(listing(), kHeading + "   3               Hd   7 Id" + own_number + "  Trace -1\n" +
+                             second + "\n");
     RemoveThreadFromTb();
 }
 
-enum class Chain { kWhole, kEnds, kTurnsBack };
-
-// Walks with the caller's chain bent: the words of both records are kept and given back.
-[[gnu::noinline]] std::string walk(volatile void** caller, int limit, Chain chain) {
-    char text[2048] = "";
-    const auto own = static_cast<volatile void**>(__builtin_frame_address(0));
-    volatile void* const saved[] = {own[1], caller[0], caller[1]};
-    if (chain == Chain::kEnds) {  // one of them is ours, by the machine
-        own[1] = nullptr;
-        caller[1] = nullptr;
-    }
-    if (chain == Chain::kTurnsBack) caller[0] = caller;
-    tracebackToBuffer(text, 0, limit);
-    own[1] = saved[0];
-    caller[0] = saved[1];
-    caller[1] = saved[2];
-    return text;
-}
-
-TEST(Traceback, BeginsWithTheCallerAndStopsAtTheLimitOrWhereTheChainEnds) {
-    const auto record = static_cast<volatile void**>(__builtin_frame_address(0));
-    const std::string line = " pc:0x[0-9a-f]{8,16}\n", zero = "0" + line, one = "1" + line;
-    const std::string end = "End traceback thread [0-9]+, nb recurence ",
-                      no_size = " stack size 0 \n";
-    const std::string text = walk(record, 2, Chain::kWhole);
-    EXPECT_THAT(text, MatchesRegex(zero + one + end + "2" + no_size));
-    const auto pc = std::stoull(text.substr(text.find("0x")), nullptr, 16);
-    EXPECT_LT(pc - reinterpret_cast<std::uintptr_t>(&walk), 8192U) << "it leads into the caller";
-    EXPECT_THAT(walk(record, 0, Chain::kWhole), MatchesRegex(end + "0" + no_size));
-    EXPECT_THAT(walk(record, 9, Chain::kEnds), MatchesRegex(zero + end + "1 stack.*"));
-    EXPECT_THAT(walk(record, 9, Chain::kTurnsBack), testing::HasSubstr(", nb recurence 2 stack"));
-    const CapturedTrace trace;
-    tracebackToTrace();
-    EXPECT_THAT(trace.all(), MatchesRegex("@" + zero + "   \n(.|\n)*@" + end + ".*\n   \n"));
-}
-
-TEST(Thread, HasTheFixedStackReportsWhatFailsAndSleepsOnePause) {
-    static std::atomic<std::uint32_t> seen;
-    const auto entry = [](void* id) -> void* {
-        *static_cast<std::atomic<std::uint32_t>*>(id) = threadId();
-        seen.notify_one();
-        threadExit();
+TEST(Table, AMarkWaitsForTheEntryOfItsThreadForFivePauses) {
+    std::vector<long> pauses;
+    on_pause = [&pauses](long ms) {
+        pauses.push_back(ms);
+        if (pauses.size() == 7) PutThreadInTbThread("marked", 7, own_id);
     };
+    setThreadTrace(9);
+    EXPECT_EQ(pauses, std::vector<long>(5, 50)) << "in vain";
+    setThreadTrace(12);
+    EXPECT_EQ(pauses.size(), 7U);
+    EXPECT_THAT(listing(), testing::HasSubstr("Trace 12\n"));
+    on_pause = nullptr;
+    RemoveThreadFromTb();
+}
+
+// Ends when it stands in the table and is detached, which is done behind that.
+void* looksAtItself(void* argument) {
+    for (int state = -1; state != PTHREAD_CREATE_DETACHED;) {
+        pthread_attr_t own;
+        pthread_getattr_np(pthread_self(), &own);
+        pthread_attr_getdetachstate(&own, &state);
+        pthread_attr_destroy(&own);
+    }
+    EXPECT_STREQ(threadName(), "looks");
+    RemoveThreadFromTb();
+    auto& seen = *static_cast<std::atomic<std::uint32_t>*>(argument);
+    seen = threadId();
+    seen.notify_one();
+    threadExit();
+}
+
+TEST(Thread, StartsDetachedWithTheFixedStackAndReportsWhatFails) {
+    static std::atomic<std::uint32_t> seen;
     const CapturedTrace trace;
     errorIpcHandler = [](short number, const char* module, const char* word, const char* code) {
         tracePrintfRaw("%d %s %s %s;", number, module, word, code);
     };
     forced_size = 1;  // refused; the thread starts all the same
-    const std::uint32_t id = threadCreate("looks", entry, 0, 8192, &seen, 1);
+    const std::uint32_t id = threadCreate("looks", looksAtItself, 0, 8192, &seen, 1);
     seen.wait(0);
-    EXPECT_TRUE(seen == id && asked_size == 2097152U);
-    EXPECT_NE(listing().find("looks"), std::string::npos);
+    EXPECT_EQ(seen, id);
+    EXPECT_EQ(asked_size, 2097152U);
+    const std::string before = listing();
     forced_size = SIZE_MAX - (std::size_t{1} << 26) + 1;  // no machine has such a stack
-    EXPECT_EQ(threadCreate("none", entry, 0, 0, &seen, 0), 0U);
+    EXPECT_EQ(threadCreate("none", looksAtItself, 0, 0, &seen, 0), 0U);
+    EXPECT_EQ(listing(), before);
+    forced_size = 0;
+    errorIpcHandler = nullptr;
     EXPECT_EQ(trace.all(), "11 i_os threadSetStacksize 22;11 i_os threadCreate 11;");
+}
+
+TEST(Thread, SleepsTheGivenTimeInOnePause) {
+    std::vector<long> pauses;
+    on_pause = [&pauses](long ms) { pauses.push_back(ms); };
+    EXPECT_EQ(threadSleep(2345), 0);
+    EXPECT_EQ(threadYield(), 0);
+    EXPECT_THAT(pauses, testing::ElementsAre(2345, 10));
+    on_pause = nullptr;
     EXPECT_EQ(threadSleep(-1), -1);
-    long asked = 0;
-    on_pause = [&asked](long ms) { asked = asked * 10000 + ms; };
-    EXPECT_EQ(threadSleep(2345) + threadYield(), 0);
-    EXPECT_EQ(asked, 23450010);
+}
+
+TEST(Task, ManyStartedAtOnceStandInTheTableAsFarAsItReachesAndLeaveItAgain) {
+    const CapturedTrace trace;
+    const auto before = slotsInUse();
+    std::latch leave(1);
+    std::atomic<int> named = 0;
+    const auto work = [&] {
+        named += threadName() == std::string("many");
+        leave.wait();
+    };
+    const auto start = [&work] {
+        for (int i = 0; i < 30; ++i) EXPECT_EQ(threadStart("many", work), 1);
+    };
+    std::jthread other(start);
+    start();
+    other.join();
+    EXPECT_EQ(slotsInUse(), 55);
+    const std::string refused = "@error in PutThreadInTbThread: table is full! many  \n";
+    EXPECT_THAT(trace.lines(), std::vector(static_cast<std::size_t>(60 + before - 55), refused));
+    EXPECT_EQ(threadWaitStarted(20), 0);
+    leave.count_down();
+    EXPECT_EQ(threadWaitStarted(30'000), 1);
+    EXPECT_EQ(named, 55 - before) << "each stood there before its work began";
+    EXPECT_EQ(slotsInUse(), before);
 }
 
 }  // namespace
