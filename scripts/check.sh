@@ -8,13 +8,14 @@
 #   tsan        g++ without warnings, tests under ThreadSanitizer
 #   powerpc     the same tests on 32-bit big-endian PowerPC, under emulation
 #   tidy        clang-tidy without a finding in the product
-#   consumer    a small program builds and runs against the installed package
+#   consumer    the examples build and run against the installed tree and the unpacked packages, and
+#               lintian has nothing to say of these
 #   wireshark   the dissector shows the fields of hand-made captures
 #   badline     console and simulator over a line that loses, delays, repeats and cuts
 #   faults      the programs while calls of the system fail, fall short or are interrupted, and under
 #               load, with and without sanitizers
-#   recipes     what docs/recipes.md tells works
-#   docs        the API reference builds without a warning
+#   recipes     what docs/recipes.md tells works, and every option of tools/zor
+#   docs        the API reference builds without a warning, and each declaration has a text
 #   shell       shellcheck without a finding in the scripts
 set -euo pipefail
 . "$(dirname "$0")/lib.sh"

@@ -165,4 +165,7 @@ complete_words() {
 }
 is "--list --log=" "$(complete_words zor --l)"
 is "near" "$(complete_words zor -l ne)"
+# shellcheck disable=SC1091
+. "$tree/tools/completions/zor_ask"
+is "-p -k -t -q -u --help" "$(complete_words zor_ask -)"
 passed "completion of servers and options"
