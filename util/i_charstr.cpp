@@ -69,7 +69,9 @@ CharString::CharString(const char* s) : text(notNull(s)) {
     refreshed();
 }
 
-CharString::CharString(const CharString& other) : len(other.len), text(other.text) {}
+CharString::CharString(const CharString& other) : text(other.text) {
+    refreshed();
+}
 
 CharString::CharString(const char* path, const char* mode) {
     if (!path || !readFile(path, mode)) state |= kFailFile;

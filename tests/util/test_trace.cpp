@@ -1,10 +1,8 @@
 #include <gtest/gtest.h>
 
-#include <thread>
-
 #include "support/captured_trace.h"
+#include "support/chosen_clock.h"
 #include "util/i_charstr.h"
-#include "util/i_os_mutex.h"
 
 static const bool traced_before_main = (tracePrintfRaw("%s", ""), traceTexts("early"), true);
 
@@ -28,6 +26,10 @@ TEST(Trace, LinesHaveTheirPiecesAndBlanksAndFormatsAreCut) {
 TEST(Trace, SwitchesAndTheSinkRouteTheText) {
     CharString to_output("text|"), to_sink("text|");
     testing::internal::CaptureStdout();
+    setenv("TZ", "UTC0", 1);
+    now = 1767258061;
+    microsecond = 42'999;
+    traceTexts("x");
     traceOff = 1;
     traceTexts("no");
     traceValues("no", 1);
@@ -44,24 +46,19 @@ TEST(Trace, SwitchesAndTheSinkRouteTheText) {
     ErrorIpc(15, "i_os", "mutexGet", "-1");
     traceStdoutOff = 0;
     const std::string told = "ErrorIpc: i_os  mutexGet  ";
-    EXPECT_EQ(testing::internal::GetCapturedStdout(), "raw|text|" + told + "22\n" + told + "-1\n");
+    EXPECT_EQ(testing::internal::GetCapturedStdout(),
+              "09h01:01.042   x   \nraw|text|" + told + "22\n" + told + "-1\n");
     EXPECT_EQ(trace.all(), "text|");
-    EXPECT_EQ(to_output.length() + to_sink.length(), 0);
+    EXPECT_STREQ(to_output.c_str(), "");
+    EXPECT_STREQ(to_sink.c_str(), "");
 }
 
-TEST(Trace, AStampedLineWaitsWhileAnotherThreadHoldsTheSystemMutex) {
+TEST(Trace, AHandlerTakesTheReportsOfFailedCalls) {
     const CapturedTrace trace;
-    std::jthread other;
-    {
-        const MutexHold hold(systemMutex(), "test", __LINE__);
-        other = std::jthread([] { traceTexts("other"); });
-        for (bool waits = false; !waits; std::this_thread::yield()) {
-            pthread_mutex_lock(&dlTableLock);
-            waits = systemMutex()->lock_record.first_attempt != nullptr;
-            pthread_mutex_unlock(&dlTableLock);
-        }
-        traceTexts("holder");
-    }
-    other.join();
-    EXPECT_EQ(trace.all(), "@holder   \n@other   \n");
+    errorIpcHandler = [](short number, const char* module, const char* word, const char* code) {
+        tracePrintfRaw("%d %s %s %s", number, module, word, code);
+    };
+    ErrorIpc(15, "i_os", "mutexGet", -2);
+    errorIpcHandler = nullptr;
+    EXPECT_EQ(trace.all(), "15 i_os mutexGet -2");
 }
