@@ -1,36 +1,89 @@
-// Extraction: each read is chosen by the first byte of what is left, until nothing is.
+// Extraction beside the C library's own scanning: every type is read from each place of the text
+// on, in a good string and in one that has failed; and tokens are read until none is left.
+#include <algorithm>
+#include <cstdio>
 #include <cstdlib>
 #include <string>
+#include <type_traits>
 
 #include "util/i_charstr.h"
 
 namespace {
 
-template <typename Target>
-void read(CharString& s) {
-    Target target{};
-    const int before = s.length();
-    s >> target;
-    if (s.length() > before) std::abort();
+constexpr std::size_t kLongest = 400;  // bytes of text, since each place in it is tried
+
+// The failure bits, as the programs of the family know them.
+constexpr std::uint16_t kNoChar = 1, kNoInteger = 2, kNoText = 8, kNoFile = 16;
+
+struct Probe : CharString {
+    Probe(const std::string& content, std::uint16_t bits) {
+        text = content;
+        state = bits;
+        refreshed();
+    }
+    using CharString::state;
+};
+
+void require(bool holds) {
+    if (!holds) std::abort();
 }
 
-void readToken(CharString& s) {
+std::string bytes(const CharString& s) {
+    return {s.c_str(), static_cast<std::size_t>(s.length())};
+}
+
+template <typename Target, typename Scanned, char conversion, std::uint16_t bit = kNoInteger>
+void read(const std::string& text, std::uint16_t earlier) {
+    const char format[] = {'%', conversion, '%', 'n', '\0'};
+    Scanned value{};
+    int consumed = 0;
+#pragma GCC diagnostic push
+#pragma GCC diagnostic ignored "-Wformat-nonliteral"
+    std::sscanf(text.c_str(), format, &value, &consumed);
+#pragma GCC diagnostic pop
+    const bool found = consumed > 0;
+    // What goes through a local value is kept only while nothing has failed.
+    const bool direct = std::is_same_v<Target, Scanned> || std::is_same_v<Target, long>;
+    Target model = 1, target = 1;
+    if (found && (direct || earlier == 0)) model = static_cast<Target>(value);
+    Probe s(text, earlier);
+    s >> target;
+    require(std::to_string(target) == std::to_string(model));  // also for what is no number
+    require(bytes(s) == text.substr(found ? static_cast<std::size_t>(consumed) : 0));
+    require(s.state == (found ? earlier : earlier | bit));
+}
+
+void readTokens(const std::string& text) {
+    Probe s(text, 0);
     char target[12] = "";
-    s >> target;
-    if (target[11] != '\0') std::abort();
+    for (int before = -1; s.length() != before;) {
+        before = s.length();
+        s >> target;
+        require(target[11] == '\0');
+    }
 }
 
-constexpr void (*kReads[])(CharString&) = {
-    read<char>,  read<int>,           read<long>,           read<unsigned>,      read<float>,
-    read<short>, read<unsigned char>, read<unsigned short>, read<unsigned long>, readToken};
+constexpr void (*kReads[])(const std::string&, std::uint16_t) = {
+    read<char, char, 'c', kNoChar>,
+    read<float, float, 'f', kNoText>,
+    read<int, int, 'd'>,
+    read<short, int, 'd'>,
+    read<long, int, 'd'>,
+    read<unsigned char, unsigned, 'u'>,
+    read<unsigned short, unsigned, 'u'>,
+    read<unsigned, unsigned, 'u'>,
+    read<unsigned long, unsigned, 'u'>};
 
 }  // namespace
 
 extern "C" int LLVMFuzzerTestOneInput(const unsigned char* data, std::size_t size) {
-    CharString s;
-    for (std::size_t i = 0; i < size; ++i)
-        s << static_cast<char>(data[i]);
-    for (unsigned turn = 0; turn < 64; ++turn)
-        kReads[(s.getChar(0) + turn) % std::size(kReads)](s);
+    const std::string text(data, data + std::min(size, kLongest));
+    readTokens(text);
+    for (std::size_t start = 0; start <= text.size(); ++start) {
+        for (const auto read : kReads) {
+            read(text.substr(start), 0);
+            read(text.substr(start), kNoFile);
+        }
+    }
     return 0;
 }

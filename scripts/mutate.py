@@ -37,7 +37,8 @@ from mutate_faults import find_faults, in_template
 # several rooms. A test that no room names runs with "the others".
 ROOMS = [
     ("assert", ["util/i_assert*"], ["util/test_assert*"]),
-    ("string", ["util/i_charstr*"], ["util/test_charstr*", "util/test_overloads*"]),
+    ("string", ["util/i_charstr*"],
+     ["util/test_charstr*", "util/test_overloads*", "fuzz/replay_charstr*"]),
     ("connection", ["util/i_cnxsock*"],
      ["util/test_connection*", "util/test_host*"]),
     ("messages", ["util/i_msg*"], ["util/test_message*", "util/test_msg*"]),
@@ -45,7 +46,7 @@ ROOMS = [
                "util/i_os_traceback*"],
      ["util/test_deadlock*", "util/test_dead_lock*", "util/test_mutex*", "util/test_lock*",
       "util/test_frames*", "util/test_traceback*"]),
-    ("files", ["util/i_os_file*"], ["util/test_file*", "util/test_cofstream*"]),
+    ("files", ["util/i_os_file*"], ["util/test_file*", "fuzz/replay_checksummed*"]),
     ("threads", ["util/i_os_thread*", "util/i_os_table*", "util/i_os_task*", "util/i_os_sync*"],
      ["util/test_thread*", "util/test_table*", "util/test_mutex*", "util/test_sync*",
       "util/test_gate*"]),

@@ -4,10 +4,6 @@
 
 #include "util/i_assert.h"
 
-namespace {
-
-constexpr char SOURCE_MODULE[] = "util/i_assert";
-
 TEST(AssertDeathTest, ReportsExpressionPlaceAndListThenAborts) {
     EXPECT_EXIT(assertionFailed("n > 0", "util/i_os", 7), testing::KilledBySignal(SIGABRT),
                 "^Assertion <n > 0> failed:\nfile \"util/i_os\", line 7\n");
@@ -17,12 +13,3 @@ TEST(AssertDeathTest, ReportsExpressionPlaceAndListThenAborts) {
     EXPECT_EXIT(assertionFailed(endless.c_str(), "m", 1), testing::KilledBySignal(SIGABRT),
                 "^Assertion <x{388}([^x]|$)");
 }
-
-TEST(AssertDeathTest, EvaluatesItsConditionOnceAndPassesWhenItHolds) {
-    int evaluations = 0;
-    ZOR_ASSERT(++evaluations == 1, "first");
-    EXPECT_EQ(evaluations, 1);
-    EXPECT_DEATH(ZOR_ASSERT_NAMED(evaluations == 0, "kept  as typed", "l"), "<kept  as typed>");
-}
-
-}  // namespace
