@@ -34,16 +34,6 @@ char* heapCopy(const char* text) {
     return static_cast<char*>(std::memcpy(new char[size], text, size));
 }
 
-// Takes the inner Mutex for a request that shares what readers hold already; else gives false. An
-// exclusive one never does, and has nothing to ask under it.
-bool enteredBesideReaders(ReadWriteLock* lock, short exclusive) {
-    if (exclusive) return false;
-    mutexGet(lock->mutex, SOURCE_MODULE, __LINE__);
-    if (lock->readers > 0) return true;
-    mutexRel(lock->mutex);
-    return false;
-}
-
 // Marks that a thread is inside a gate's operation, so that the gate's parts outlive it. Marked
 // before `closed` is read, and read by gateDestroy after `closed` is set: one of the two sees the
 // other.
@@ -104,8 +94,9 @@ void rwDestroy(ReadWriteLock* lock) {
 }
 
 short rwLock(ReadWriteLock* lock, short exclusive, std::int32_t wait, const char* note) {
-    // Whoever shares with readers that are there needs no post; all others do.
-    if (!enteredBesideReaders(lock, exclusive)) {
+    mutexGet(lock->mutex, SOURCE_MODULE, __LINE__);
+    if (exclusive || lock->readers <= 0) {
+        mutexRel(lock->mutex);
         if (!semLock(lock->semaphore, wait)) return 0;
         mutexGet(lock->mutex, SOURCE_MODULE, __LINE__);
     }
