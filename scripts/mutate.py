@@ -40,7 +40,7 @@ ROOMS = [
     ("string", ["util/i_charstr*"],
      ["util/test_charstr*", "util/test_overloads*", "fuzz/replay_charstr*"]),
     ("connection", ["util/i_cnxsock*"],
-     ["util/test_connection*", "util/test_host*"]),
+     ["util/test_connection*", "util/test_host*", "norba/test_reader*"]),
     ("messages", ["util/i_msg*"], ["util/test_message*", "util/test_msg*"]),
     ("locks", ["util/i_os_deadlock*", "util/i_os_mutex*", "util/i_os_frames*",
                "util/i_os_traceback*"],

@@ -257,6 +257,24 @@ class SimStory:
         pass
 
 
+def closed_at_start(build):
+    """Whether a console that starts without standard descriptors keeps them off its connection."""
+    with socket.create_server(("127.0.0.1", 0)) as listener:
+        listener.settimeout(PATIENCE)
+        console = subprocess.Popen(
+            ["sh", "-c", 'exec "$0" "$@" <&- >&- 2>&-', os.path.join(build, "zor_console"),
+             "127.0.0.1", str(listener.getsockname()[1])])
+        try:
+            link, _ = listener.accept()
+            with link:
+                receive_frame(link)
+                return all(os.readlink(f"/proc/{console.pid}/fd/{fd}") == "/dev/null"
+                           for fd in range(3))
+        finally:
+            console.kill()
+            console.wait()
+
+
 STORIES = {"console": ConsoleStory, "sim": SimStory}
 
 
@@ -346,6 +364,8 @@ def main():
         if complaint:
             sys.exit(f"{story} without a fault: {complaint}")
     total, complaints = 0, []
+    if not closed_at_start(build):
+        complaints.append("console: a closed standard descriptor isn't on /dev/null")
     with concurrent.futures.ThreadPoolExecutor(options.jobs) as runs, \
             concurrent.futures.ThreadPoolExecutor(options.jobs) as pool:
         work = [pool.submit(try_series, runs, build, library, baselines, options.short, series)

@@ -7,11 +7,13 @@ using namespace support;
 TEST(Args, ChooseHostAndPort) {
     char name[80] = "";
     gethostname(name, sizeof name - 1);
-    const std::string here = std::string(name) + " 3595", longest(79, 'h');
+    const std::string here = std::string(name) + " 3595";
+    const std::string longest(79, 'h');
     const std::vector<std::pair<Words, std::string>> rows{
         {{}, here},
         {{"-abc", "17"}, here},
         {{"127.0.0.1", "17", "-abc"}, "127.0.0.1 17"},
+        {{"localhost"}, "localhost 3595"},
         {{"localhost", "17x"}, "localhost 17"},
         {{longest, "-7"}, longest + " 3595"},
         {{longest, "port", "17"}, longest + " 3595"}};

@@ -1,13 +1,13 @@
 #pragma once
-// The real zor_console as a child process, between pipes or at a terminal of its own. Every wait is
-// bounded, and what the console says is the only sign that something is ready.
+// The real zor_console as a child process between pipes. Every wait is bounded, and what the
+// console says is the only sign that something is ready.
 
 #include <fcntl.h>
-#include <pty.h>
 #include <signal.h>
+#include <sys/ioctl.h>
 #include <sys/wait.h>
-#include <termios.h>
 
+#include <functional>
 #include <vector>
 
 #include "support/places.h"
@@ -16,28 +16,24 @@
 namespace support {
 
 using Words = std::vector<std::string>;
-enum class Terminal { kPipes, kPty, kClosed };
 
 class ConsoleProcess {
   public:
-    explicit ConsoleProcess(Words words, Terminal terminal = Terminal::kPipes) {
-        int in[2], out[2], err[2];
-        EXPECT_EQ(pipe2(in, O_CLOEXEC) + pipe2(out, O_CLOEXEC) + pipe2(err, O_CLOEXEC), 0);
-        if (terminal == Terminal::kPty) {
-            termios plain{};  // no echo, no change of line ends: all is seen as typed and said
-            plain.c_lflag = ICANON;
-            plain.c_cc[VEOF] = '\x04';
-            for (int unused : in) close(unused);
-            EXPECT_EQ(openpty(&in[1], &in[0], nullptr, &plain, nullptr), 0);
+    explicit ConsoleProcess(const Words& words) {
+        int theirs[3];
+        for (const int fd : {STDIN_FILENO, STDOUT_FILENO, STDERR_FILENO}) {
+            int ends[2];
+            EXPECT_EQ(pipe2(ends, O_CLOEXEC), 0);
+            theirs[fd] = ends[fd == STDIN_FILENO ? 0 : 1];
+            ours_[fd] = ends[fd == STDIN_FILENO ? 1 : 0];
         }
         pid_ = fork();
         if (pid_ == 0) {
-            dup2(in[0], 0), dup2(out[1], 1), dup2(err[1], 2);
-            closefrom(terminal == Terminal::kClosed ? 0 : 3);
+            for (int fd = 0; fd < 3; ++fd) dup2(theirs[fd], fd);
+            closefrom(3);
             run(words);
         }
-        for (int other : {in[0], out[1], err[1]}) close(other);
-        in_ = in[1], out_ = out[0], err_ = err[0];
+        for (const int fd : theirs) close(fd);
     }
     ConsoleProcess(const ConsoleProcess&) = delete;
     ConsoleProcess& operator=(const ConsoleProcess&) = delete;
@@ -49,14 +45,14 @@ class ConsoleProcess {
             EXPECT_EQ(end(), -SIGKILL) << "it ended by itself";
         }
         EXPECT_EQ(complaint(), "");
-        for (int mine : {in_, out_, err_}) close(mine);
+        for (const int fd : ours_) close(fd);
     }
 
-    pid_t pid() const { return pid_; }
     void type(const std::string& keys) {
-        EXPECT_EQ(write(in_, keys.data(), keys.size()), static_cast<ssize_t>(keys.size()));
+        EXPECT_EQ(write(ours_[STDIN_FILENO], keys.data(), keys.size()),
+                  static_cast<ssize_t>(keys.size()));
     }
-    void closeInput() { close(std::exchange(in_, -1)); }
+    void closeInput() { close(std::exchange(ours_[STDIN_FILENO], -1)); }
 
     /// The next output, byte for byte.
     void expect(const std::string& said) { EXPECT_EQ(expectUpTo(said), ""); }
@@ -64,16 +60,28 @@ class ConsoleProcess {
     std::string expectUpTo(const std::string& said) {
         auto place = std::string::npos;
         while ((place = output_.find(said)) == std::string::npos)
-            if (!more(out_, output_, kPatience)) break;
+            if (!more(ours_[STDOUT_FILENO], output_, kPatience)) break;
         EXPECT_NE(place, std::string::npos) << "missing: " << said << "\nthere is: " << output_;
         std::string passed = output_.substr(0, place);
         output_.erase(0, passed.size() + said.size());
         return passed;
     }
+    static constexpr int kStopped = 4096;  // bytes that the screen still takes then
+    /// Stops the screen, as a terminal does, and waits until what `talk` lets come has filled it.
+    void stop(const std::function<void()>& talk) const {
+        EXPECT_EQ(fcntl(ours_[STDOUT_FILENO], F_SETPIPE_SZ, kStopped), kStopped);
+        talk();
+        int held = 0;
+        for (int tries = 0; tries < kPatience && held < kStopped; ++tries) {
+            poll(nullptr, 0, 1);
+            ioctl(ours_[STDOUT_FILENO], FIONREAD, &held);
+        }
+        EXPECT_EQ(held, kStopped);
+    }
     /// What stands on standard error.
     std::string complaint() {
         std::string words;
-        while (more(err_, words, 0)) continue;
+        while (more(ours_[STDERR_FILENO], words, 0)) continue;
         return words;
     }
     /// Waits for the end of the process: its exit status, or the signal below 0.
@@ -84,13 +92,10 @@ class ConsoleProcess {
     }
 
   private:
-    [[noreturn]] static void run(Words words) {
-        const char line[] = "exec " ZOR_EMULATOR " '" ZOR_BINARY_DIR "/zor_console' \"$@\"";
-        words.insert(words.begin(), {"sh", "-c", line, "sh"});
-        std::vector<char*> pointers;
-        for (std::string& word : words) pointers.push_back(word.data());
-        pointers.push_back(nullptr);
-        execv("/bin/sh", pointers.data());
+    [[noreturn]] static void run(const Words& words) {
+        std::string line = "exec " ZOR_EMULATOR " '" ZOR_BINARY_DIR "/zor_console'";
+        for (const std::string& word : words) line += " '" + word + "'";
+        execl("/bin/sh", "sh", "-c", line.c_str(), nullptr);
         _exit(127);
     }
     static bool more(int descriptor, std::string& taken, int patience) {
@@ -102,25 +107,25 @@ class ConsoleProcess {
     }
 
     pid_t pid_ = -1;
-    int in_ = -1, out_ = -1, err_ = -1;
+    int ours_[3];
     std::string output_;
 };
 
 /// A console in its first session, with all said up to "Press return" taken.
 struct Session {
-    explicit Session(Words more = {}, Terminal terminal = Terminal::kPipes)
-        : console((peer.listen(), more.insert(more.begin(), {"127.0.0.1", peer.port}), more),
-                  terminal),
-          link(peer.join()) {
+    explicit Session(const Words& more = {}) : console(toPeer(more)), link(peer.join()) {
         console.expectUpTo("\nPress return");
     }
-    /// Gives what the console says before it finds the session lost; takes the next one's
-    /// beginning.
-    std::string reconnect() {
-        std::string said = console.expectUpTo("server disconnected!\n");
+    /// Takes the end of the session that was lost and the beginning of the next.
+    void reconnect() {
+        console.expectUpTo("server disconnected!\n");
         link = peer.join();
         console.expectUpTo("\nPress return");
-        return said;
+    }
+    Words toPeer(Words words) {
+        peer.listen();
+        words.insert(words.begin(), {"127.0.0.1", peer.port});
+        return words;
     }
     Peer peer;
     ConsoleProcess console;

@@ -1,14 +1,31 @@
 #include <fcntl.h>
 #include <gtest/gtest.h>
 #include <netinet/tcp.h>
+#include <sys/syscall.h>
 
 #include <string>
 #include <thread>
 
 #include "support/captured_trace.h"
 #include "support/feed.h"
+#include "support/pauses.h"
 #include "util/i_cnxsock.h"
 #include "util/i_os.h"
+
+// In front of the C library: a clock of the test's own, and an option that is refused.
+static std::function<std::time_t()> on_clock;
+static constexpr int kNoOption = -1;
+static int refused_option = kNoOption;
+
+extern "C" std::time_t time(std::time_t*) noexcept { return on_clock ? on_clock() : 0; }
+
+extern "C" int setsockopt(int fd, int level, int option, const void* value,
+                          socklen_t size) noexcept {
+    if (option != refused_option)
+        return static_cast<int>(syscall(SYS_setsockopt, fd, level, option, value, size));
+    errno = ENOPROTOOPT;
+    return -1;
+}
 
 static int option(const Connection& connection, int level, int name) {
     int value = -1;
@@ -17,70 +34,74 @@ static int option(const Connection& connection, int level, int name) {
     return value;
 }
 
-TEST(ConnectionTest, ConnectsWhereSomebodyListens) {
-    Connection server;  // nobody accepts: the connections wait in its backlog
-    ASSERT_EQ(server.CreateService(0, 0, 50, 0), 1);
-    const int port = portOf(server);
-    ExwConnection connection;
-    for (const short blocking : {0, 1}) {
-        for (const char* host : {"127.0.0.1", "127-0 0.1and more", " 127.256.0.257.9"}) {
-            ASSERT_EQ(connection.ConnectService(host, port + 0x50000, blocking, 0), 1) << host;
-            char peer[40];
-            EXPECT_EQ(PeerAddress(connection.fd, peer, 1), 0);
-            EXPECT_STREQ(peer, "127.000.000.001");
-            EXPECT_EQ((::fcntl(connection.fd, F_GETFL) & O_NONBLOCK) != 0, blocking == 0);
-        }
+TEST(ConnectionTest, ABlockEndsAtAGapTooLongUnlessItsLimitIsPast) {
+    // A time-out, the seconds until the first bytes came, what came then, and the result.
+    const std::tuple<int, int, std::string, int> rows[] = {
+        {30, 1, "", -1},   {30, 2, "", 0},   {999, 2, "", 0},        {0, 0, "", 0},
+        {1000, 2, "", -1}, {1000, 3, "", 0}, {1000, 2, "456789X", 1}};
+    for (const auto& [timeout, seconds, more, result] : rows) {
+        const CapturedTrace trace;
+        FedLine line;
+        line.near.SetNonBlocking();
+        line.feed("123");
+        on_pause = [&line](long) { line.hangUp(); };  // a read without a wait before it has failed
+        on_clock = [&, now = -seconds]() mutable {
+            if (now == 0) line.feed(more);
+            return now += seconds;
+        };
+        char buffer[10];
+        std::int32_t got = 77;
+        EXPECT_EQ(line.near.ReadBlock(buffer, 10, timeout, &got), result) << timeout;
+        EXPECT_EQ(got, 3 + more.size());
+        EXPECT_EQ(trace.all(), "") << "nobody asked";
     }
-    EXPECT_EQ(connection.ConnectService("no-such-host.invalid", port, 1, 0), 0);
-    EXPECT_EQ(connection.ConnectService("localhost", port, 1, 0), 1);
-    EXPECT_EQ(connection.fd, server.fd + 1) << "each socket went before the next came";
-    server.Close();
-    for (const short blocking : {0, 1})
-        EXPECT_EQ(connection.ConnectService("127.0.0.1", port, blocking, 0), 0);
-    EXPECT_EQ(connection.Write("x", 1), 0);
+    on_clock = nullptr;
 }
 
-TEST(ConnectionTest, ABlockEndsAtAGapTooLongOrWithTheConnection) {
-    FedLine line;
-    char buffer[1000];
-    std::int32_t got = 77;
-    line.feed({"123"});
-    EXPECT_EQ(line.near.ReadBlock(buffer, 10, 30, &got), -1);
-    EXPECT_EQ(got, 3);
-    line.feed({std::string(600, 'y')});
-    line.hangUp();
-    EXPECT_EQ(line.near.ReadBlock(buffer, 1000, 5000, &got), 0);
-    EXPECT_EQ(got, 600);
-    EXPECT_EQ(line.near.Write("four", 4), -1) << "and no signal";
-}
-
-TEST(ConnectionTest, ReadsABlockInPiecesAndTriesAgainWhereAReadFailed) {
-    FedLine line(SOCK_SEQPACKET);
+TEST(ConnectionTest, AHundredFailedReadsInARowAreALoss) {
     const CapturedTrace trace;
-    char buffer[3];
-    std::int32_t got = 77;
+    FedLine line;
     line.near.SetNonBlocking();
+    std::string told;
+    int pauses = 0;
+    on_pause = [&](long milliseconds) {
+        EXPECT_EQ(milliseconds, 100);
+        told += "Connection::ReadBlock: nbr incorrect = -1\n";
+        if (++pauses == 60 || pauses == 120) line.feed("x");
+    };
+    std::string buffer = "....";
+    std::int32_t got = 77;
     verboseIpc = 1;
-    std::jthread feeder([&] {
-        while (trace.lines().empty()) threadYield();  // until a read has failed
-        line.feed({"a", "b", "c"});
-    });
-    EXPECT_EQ(line.near.ReadBlock(buffer, 3, 0, &got), 1);
+    EXPECT_EQ(line.near.ReadBlock(buffer.data(), 4, 0, &got), 0);
     verboseIpc = 0;
-    EXPECT_EQ(got, 3);
-    EXPECT_EQ(std::string(buffer, 3), "abc");
-    EXPECT_EQ(trace.lines().front(), "Connection::ReadBlock: nbr incorrect = -1\n");
-    EXPECT_EQ(trace.lines().back(), "Connection::ReadBlock: nb_read > 1 = 2\n");
-    EXPECT_EQ(line.near.ReadBlock(buffer, 0, -1, &got), 1) << "nothing is asked for";
-    EXPECT_EQ(got, 0);
+    EXPECT_EQ(got, 2);
+    EXPECT_EQ(buffer, "xx..");
+    EXPECT_EQ(pauses, 120 + 99);
+    EXPECT_EQ(trace.all(), told + "Connection::ReadBlock: nb_read > 1 = 2\n");
 }
 
-TEST(ConnectionTest, AResetIsALossAndNoFailure) {
+TEST(ConnectionTest, ALostAndAClosedConnectionFailInTheirOwnWays) {
     FedLine line;
+    Connection unconnected;
     char byte;
+    std::int32_t got = 77;
+    on_pause = [](long) { ADD_FAILURE() << "what is lost isn't tried again"; };
+    unconnected.fd = ::socket(AF_INET, SOCK_STREAM, 0);
+    EXPECT_EQ(unconnected.Read(&byte, 1), 0);
+    EXPECT_EQ(line.near.WaitWritable(0), 1);
     EXPECT_EQ(line.near.Write("unread", 6), 6);
     line.hangUp();
-    EXPECT_EQ(line.near.Read(&byte, 1), 0);
+    EXPECT_EQ(line.near.Read(&byte, 1), 0) << "a reset";
+    EXPECT_EQ(line.near.Write("four", 4), -1) << "and no signal";
+    line.near.Close();
+    EXPECT_EQ(line.near.WaitWritable(0), -1);
+    EXPECT_EQ(line.near.Write("four", 4), 0);
+    EXPECT_EQ(line.near.Read(&byte, 1), -1);
+    EXPECT_EQ(LastError(), EBADF);
+    EXPECT_EQ(line.near.ReadBlock(&byte, 1, -1, nullptr), 0);
+    EXPECT_EQ(line.near.ReadBlock(&byte, 0, -1, &got), 1) << "nothing is asked for";
+    EXPECT_EQ(got, 0);
+    on_pause = nullptr;
 }
 
 // With nobody there, a connect may get the very port that it asks for as its near end. The system
@@ -93,53 +114,79 @@ TEST(ConnectionTest, NeverMeetsItself) {
         ASSERT_EQ(connection.ConnectService("127.0.0.1", port, 1, 0), 0) << i;
 }
 
-TEST(ConnectionTest, ClosesAnyDescriptorButStandardInput) {
-    Connection other;
-    other.fd = 0;
-    other.Close();
+TEST(ConnectionTest, TellsWhatItOpensAndClosesWhenAskedTo) {
+    Connection server;
+    Connection connection;
+    ASSERT_EQ(server.CreateLocalService(0, 0, 5, 0), 1);
+    testing::internal::CaptureStdout();
+    verboseIpc = 1;
+    EXPECT_EQ(connection.ConnectService("127.0.0.1", server.SocketPort(), 1, 0), 1);
+    const std::string fd = std::to_string(connection.fd);
+    connection.Close();
+    connection.Close();  // nothing is left to close
+    EXPECT_EQ(connection.ConnectService("127.0.0.1", 0, 1, 0), 0);
+    connection.fd = ::open("/dev/null", O_WRONLY);  // the same number again
+    EXPECT_EQ(connection.Write("no socket", 9), 9);
+    connection.Close();
+    connection.fd = std::stoi(fd);
+    connection.Close();  // it isn't open any more
+    connection.fd = 0;
+    connection.Close();  // standard input, which stays
+    verboseIpc = 0;
+    const std::string closed = "Connection::Close, fd= " + fd + "\n";
+    EXPECT_EQ(testing::internal::GetCapturedStdout(),
+              "Connection::ConnectService, fd= " + fd + "\n" + closed + closed + closed +
+                  "Connection::Close, fd= " + fd + "  error on shutdown, errno 88, \n" +
+                  "Connection::Close, Socket operation on non-socket\n" + closed);
+    EXPECT_EQ(::fcntl(std::stoi(fd), F_GETFD), -1);
     EXPECT_NE(::fcntl(0, F_GETFD), -1);
-    int ends[2];
-    ASSERT_EQ(::pipe(ends), 0);
-    other.fd = ends[1];
-    EXPECT_EQ(other.Write("no socket", 9), 9);
-    other.Close();
-    EXPECT_EQ(::fcntl(ends[1], F_GETFD), -1);
-    ::close(ends[0]);
 }
 
-TEST(ConnectionTest, NoCloseComesIntoTheMiddleOfAWrite) {
+TEST(ConnectionTest, ACloseWaitsForAWriteAndAHangUpForNobody) {
     FedLine line;
     ExwConnection shared;
     shared.fd = line.near.fd.exchange(-1);
-    const std::string sent(4 << 20, 'w');  // more than the socket holds
+    const std::string sent(4 << 20, 'w');  // more than the socket holds, and nobody reads
     const auto size = static_cast<std::int32_t>(sent.size());
-    std::thread writer([&] { EXPECT_EQ(shared.Write(sent.data(), size), size); });
-    EXPECT_EQ(WaitFdReadable(line.far, 30'000), 1);
+    std::thread writer([&] { EXPECT_LT(shared.Write(sent.data(), size), size); });
+    EXPECT_EQ(WaitFdReadable(line.far, kPatience), 1);
     std::thread closer([&] { shared.Close(); });
     threadSleep(20);
-    std::string got(sent.size() + 1, 0);
-    EXPECT_EQ(::recv(line.far, got.data(), got.size(), MSG_WAITALL), size);
+    EXPECT_GE(shared.fd, 0);
+    shared.HangUp();
     writer.join();
     closer.join();
+    EXPECT_EQ(shared.fd, -1);
 }
 
 TEST(Service, TakesAClientAndReportsWhereItStands) {
-    Connection listener, client;
-    ExwConnection served;
-    ASSERT_EQ(listener.CreateService(0, 0, 5, 0), 1);
-    EXPECT_EQ(listener.Accept(served, 0), 0);  // nobody waits
-    ASSERT_EQ(client.ConnectService("127.0.0.1", portOf(listener), 1, 0), 1);
-    ASSERT_EQ(listener.WaitReadable(30'000), 1);
+    Connection listener;
+    Connection client;
+    Connection served;
+    std::string text(20, '~');
+    const int earlier = ::dup(0);
+    served.fd = earlier;
+    EXPECT_EQ(listener.Accept(served, 1), 0) << "it isn't open";
+    EXPECT_EQ(listener.SocketPort(), 0);
+    EXPECT_EQ(listener.SocketAddress(text.data()), 0);
+    EXPECT_EQ(text, std::string(20, '~'));
+    ASSERT_EQ(listener.CreateLocalService(0, 0, 5, 0), 1);
+    EXPECT_EQ(client.ConnectService("127.0.0.2", listener.SocketPort(), 1, 0), 0) << "not here";
+    EXPECT_EQ(listener.Accept(served, 0), 0) << "nobody waits";
+    ASSERT_EQ(client.ConnectService("127.0.0.1", listener.SocketPort(), 1, 0), 1);
+    ASSERT_EQ(listener.WaitReadable(kPatience), 1);
     ASSERT_EQ(listener.Accept(served, 0), 1);
-    char text[20];
-    EXPECT_EQ(served.SocketAddress(text), 1);
-    EXPECT_STREQ(text, "127.0.0.1");
-    EXPECT_EQ(client.CreateService(portOf(listener), 0, 5, 1), 0);  // what was open goes first
-    EXPECT_EQ(client.fd, -1);
+    EXPECT_EQ(::close(earlier), 0) << "Accept closes nothing";
+    EXPECT_EQ(served.SocketAddress(text.data()), 1);
+    EXPECT_STREQ(text.c_str(), "127.0.0.1");
+    const CapturedTrace trace;
+    Connection().Print();
+    EXPECT_EQ(trace.all(), "Connection: fd= -1\n");
 }
 
 TEST(Service, ReuseAndTuningAreSetWhenAskedForExactly) {
-    Connection plain, service;
+    Connection plain;
+    Connection service;
     ASSERT_EQ(plain.CreateService(0, 0, 5, 0), 1);
     for (const short tuned : {0, 1, 2, -1}) {
         ASSERT_EQ(service.CreateService(0, tuned, 5, tuned), 1);
@@ -149,40 +196,30 @@ TEST(Service, ReuseAndTuningAreSetWhenAskedForExactly) {
             EXPECT_EQ(option(service, SOL_SOCKET, size) < option(plain, SOL_SOCKET, size),
                       tuned == 1);
     }
+    EXPECT_EQ(plain.SetNoDelay(), 1);
+    EXPECT_EQ(option(plain, IPPROTO_TCP, TCP_NODELAY), 1);
+    plain.Close();
+    EXPECT_EQ(plain.SetNoDelay(), 0);
 }
 
-TEST(Service, ALocalServiceTellsItsPortAndTakesClientsOfThisMachineAlone) {
-    Connection listener, client, stranger;
-    EXPECT_EQ(listener.SocketPort(), 0);
-    ASSERT_EQ(listener.CreateLocalService(0, 1, 5, 1), 1);
-    EXPECT_EQ(listener.SocketPort(), portOf(listener));
-    EXPECT_EQ(option(listener, IPPROTO_TCP, TCP_NODELAY), 1);
-    EXPECT_EQ(client.ConnectService("127.0.0.1", listener.SocketPort(), 1, 0), 1);
-    EXPECT_EQ(stranger.ConnectService("127.0.0.2", listener.SocketPort(), 1, 0), 0);
-    EXPECT_EQ(client.SetNoDelay(), 1);
-    EXPECT_EQ(option(client, IPPROTO_TCP, TCP_NODELAY), 1);
-}
-
-// Reader, writer and acceptor are each inside their call, or about to be: either way they end.
-TEST(Service, AHangUpWakesEverybodyAtOnce) {
-    alarm(60);  // whoever isn't woken waits without limit
-    Connection listener, client;
-    ExwConnection served;
-    ASSERT_EQ(listener.CreateLocalService(0, 0, 5, 0), 1);
-    ASSERT_EQ(client.ConnectService("127.0.0.1", listener.SocketPort(), 1, 0), 1);
-    ASSERT_EQ(listener.Accept(served, 1), 1);
-    Connection nobody;
-    std::thread acceptor([&] { EXPECT_EQ(listener.Accept(nobody, 1), 0); });
-    char byte;
-    std::thread reader([&] { EXPECT_EQ(served.ReadBlock(&byte, 1, 0, nullptr), 0); });
-    std::thread writer([&served] {
-        const char chunk[1 << 20] = "the client never reads";
-        while (served.Write(chunk, sizeof chunk) == sizeof chunk) {}
-    });
-    while (served.WaitWritable(0) == 1) std::this_thread::yield();  // until the writer is stuck
-    served.HangUp();
-    listener.HangUp();
-    for (std::thread* const woken : {&acceptor, &reader, &writer}) woken->join();
-    alarm(0);
-    EXPECT_GE(served.fd, 0) << "the descriptor stays the owner's";
+TEST(Service, AFailedStepIsToldAndLeavesNothingOpen) {
+    Connection taken;
+    Connection service;
+    ASSERT_EQ(taken.CreateService(0, 0, 5, 0), 1);
+    const std::string text =
+        "Connection::CreateService, fd= " + std::to_string(taken.fd + 2) + "  error on setsockopt ";
+    const std::tuple<int, std::int32_t, short, std::string> rows[] = {
+        {kNoOption, taken.SocketPort(), 0, ""},
+        {SO_REUSEADDR, 0, 0, ""},
+        {TCP_NODELAY, 0, 1, text + "TCP_NODELAY, errno 92\n"},
+        {SO_RCVBUF, 0, 1, text + "SO_RCVBUF, errno 92\n"},
+        {SO_SNDBUF, 0, 1, text + "SO_SNDBUF, errno 92\n"}};
+    for (const auto& [refused, port, result, told] : rows) {
+        testing::internal::CaptureStdout();  // takes a descriptor
+        refused_option = refused;
+        EXPECT_EQ(service.CreateService(port, port == 0, 5, 1), result);
+        refused_option = kNoOption;
+        EXPECT_EQ(service.fd, result ? taken.fd + 2 : -1);
+        EXPECT_EQ(testing::internal::GetCapturedStdout(), told);
+    }
 }
