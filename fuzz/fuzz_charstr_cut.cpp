@@ -88,7 +88,7 @@ void takeBetween(const std::string& text, char open, char close, int room) {
     std::vector<char> buffer(static_cast<std::size_t>(room), '#'), model = buffer;
     const std::size_t begin = text.find(open) + 1, end = text.find(close);
     const bool found = begin > 0 && end != std::string::npos && end >= begin;
-    if (found) {
+    if (found && room > 0) {
         std::strncpy(model.data(), text.substr(begin, end - begin).c_str(), model.size());
     } else if (room > 0) {
         model[0] = '\0';
