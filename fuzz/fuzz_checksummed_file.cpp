@@ -3,13 +3,12 @@
 #include <sys/mman.h>
 #include <unistd.h>
 
-#include <cstdint>
-#include <cstdlib>
 #include <cstring>
 #include <memory>
 #include <string>
 #include <string_view>
 
+#include "fuzz.h"
 #include "util/i_os_file.h"
 #include "util/i_trace.h"
 
@@ -18,10 +17,6 @@ namespace {
 constexpr std::size_t kTrailerSize = 8;
 
 const std::string file_name = "/proc/self/fd/" + std::to_string(memfd_create("fuzz", 0));
-
-void require(bool holds) {
-    if (!holds) std::abort();
-}
 
 std::uint32_t slowChecksum(std::string_view bytes) {
     std::uint32_t crc = 0;

@@ -1,75 +1,58 @@
-// Any stream of bytes through the reader of frames, beside a plain reading of the same bytes that
-// has them all in memory: both must find the same frames.
-
+// Any stream of bytes, arriving in pieces of any size, through the reader of frames, beside a plain
+// reading of the same bytes that has them all in memory: both must find the same frames and say the
+// same of what is none.
 #include <sys/socket.h>
 #include <unistd.h>
 
-#include <algorithm>
-#include <cstdio>
-#include <cstdlib>
-#include <string>
-#include <string_view>
-
+#include "fuzz.h"
 #include "norba/i_msg.h"
+#include "plain_frames.h"
 #include "util/i_cnxsock.h"
 
 namespace {
 
-constexpr std::size_t kLongest = 64 * 1024;  // what a socket holds without a reader
-constexpr std::int32_t kPiece = 10'000;
-
-std::uint32_t numberAt(std::string_view bytes, std::size_t at, int size) {
-    std::uint32_t value = 0;
-    for (int i = 0; i < size; ++i)
-        value |= std::uint32_t{static_cast<unsigned char>(bytes[at + static_cast<std::size_t>(i)])}
-                 << (8 * i);
-    return value;
-}
-
-/// The op and the body of every frame, as far as they arrived in whole pieces.
-std::string plainReading(std::string_view stream) {
-    std::string found;
-    while (stream.size() >= 4) {
-        if (numberAt(stream, 0, 4) != MsgHeader::kBeginHead) {
-            stream.remove_prefix(4);
-            continue;
-        }
-        if (stream.size() < 48) break;
-        const bool longer = static_cast<std::int16_t>(numberAt(stream, 26, 2)) > 27;
-        const std::size_t size = longer ? 132 : 48;
-        if (stream.size() < size) break;
-        auto lg = static_cast<std::int32_t>(numberAt(stream, 8, 4));
-        const std::string op = std::to_string(static_cast<std::int16_t>(numberAt(stream, 6, 2)));
-        stream.remove_prefix(size);
-        if (lg < 0 || lg > 1'000'000) continue;
-        found += "<" + op + ">";
-        for (; lg > 0; lg -= kPiece) {
-            const auto piece = static_cast<std::size_t>(std::min(lg, kPiece));
-            if (stream.size() < piece) return found;
-            found += stream.substr(0, piece);
-            stream.remove_prefix(piece);
-        }
+/// The stream goes out to the reader piece by piece, one before each read of the socket.
+class Sender {
+  public:
+    Sender(std::string_view sizes, std::string_view stream) : sizes_(sizes), rest_(stream) {
+        require(::socketpair(AF_UNIX, SOCK_STREAM, 0, ends_) == 0);
     }
-    return found;
-}
+    ~Sender() { ::close(ends_[1]); }
+    int receiver() const { return ends_[0]; }
 
-std::string bufferedReading(std::string_view stream) {
-    int ends[2];
-    if (::socketpair(AF_UNIX, SOCK_STREAM, 0, ends) != 0) std::abort();
+    void sendPiece() {
+        if (ends_[1] < 0) return;
+        const unsigned wish = static_cast<unsigned char>(sizes_[turn_++ % sizes_.size()]);
+        const std::size_t length = std::min(std::max<std::size_t>(wish, least_), rest_.size());
+        require(::write(ends_[1], rest_.data(), length) == static_cast<ssize_t>(length));
+        rest_.remove_prefix(length);
+        if (!rest_.empty()) return;
+        ::close(ends_[1]);
+        ends_[1] = -1;
+    }
+
+  private:
+    int ends_[2];
+    std::string_view sizes_;
+    std::string_view rest_;
+    std::size_t least_ = rest_.size() / 16 + 1;  // many small reads are slow and show no more
+    std::size_t turn_ = 0;
+};
+
+PlainFrames bufferedReading(Sender& sender) {
     Connection connection;
-    connection.fd = ends[0];
-    if (::write(ends[1], stream.data(), stream.size()) != static_cast<ssize_t>(stream.size()))
-        std::abort();
-    ::close(ends[1]);
-    std::string found;
-    FrameReader reader(connection);
+    connection.fd = sender.receiver();
+    PlainFrames found;
+    FrameReader reader(connection, nullptr,
+                       {.before_read = [&] { sender.sendPiece(); },
+                        .say = [&](const std::string& text) { found.said += text; }});
     for (MsgHeader header; reader.readHeader(&header);) {
-        found += "<" + std::to_string(header.op()) + ">";
-        for (std::int32_t left = header.lg(); left > 0; left -= kPiece) {
-            const std::int32_t piece = std::min(left, kPiece);
-            const char* body = reader.readBody(piece);
+        found.begin(header.type(), header.op(), header.kelId(), header.lg());
+        for (std::int32_t left = header.lg(); left > 0; left -= PlainFrames::kPiece) {
+            const std::int32_t piece = std::min(left, PlainFrames::kPiece);
+            const char* const body = reader.readBody(piece);
             if (!body) return found;
-            found.append(body, static_cast<std::size_t>(piece));
+            found.add({body, static_cast<std::size_t>(piece)});
         }
     }
     return found;
@@ -78,8 +61,12 @@ std::string bufferedReading(std::string_view stream) {
 }  // namespace
 
 extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size) {
-    static const bool quiet = std::freopen("/dev/null", "w", stdout) != nullptr;
-    const std::string_view stream(reinterpret_cast<const char*>(data), std::min(size, kLongest));
-    if (!quiet || bufferedReading(stream) != plainReading(stream)) std::abort();
+    Input input(data, size);
+    const std::string sizes = input.take(4), stream = input.rest();
+    Sender sender(sizes, stream);
+    const PlainFrames found = bufferedReading(sender);
+    const PlainFrames expected = plainReading(stream);
+    requireSame(found.said, expected.said);
+    requireSame(found.told(), expected.told());
     return 0;
 }
