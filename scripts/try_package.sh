@@ -1,7 +1,7 @@
 #!/usr/bin/env bash
 # Installs the release build into an empty prefix and unpacks the Debian packages beside it, then
 # builds and runs the small consumer program and the examples against each, with CMake and with
-# pkg-config, and looks at what the packages hold.
+# pkg-config, and looks at what the packages hold. Their programs are hardened as Debian's are.
 set -euo pipefail
 . "$(dirname "$0")/lib.sh"
 
@@ -61,6 +61,23 @@ try_examples() { # NAME PREFIX
 # The README shows the consumer's program as it is.
 sed -n "/^\`\`\`cpp\$/,/^\`\`\`\$/p" README.md | sed "1d;\$d" | diff - examples/consumer/main.cpp
 
+# hardening PROGRAM: what of it the program has.
+hardening() {
+    readelf -hW "$1" | grep 'Type: *DYN' >/dev/null && echo pie
+    readelf -lW "$1" | grep GNU_RELRO >/dev/null && echo relro
+    readelf -dW "$1" | grep 'FLAGS.*NOW' >/dev/null && echo bindnow
+    readelf -W --dyn-syms "$1" | grep __stack_chk_fail >/dev/null && echo stack-protector
+    readelf -W --dyn-syms "$1" | grep '__[a-z]*printf_chk' >/dev/null && echo fortify
+    true
+}
+hardened="pie relro bindnow stack-protector fortify"
+try_hardening() { # PROGRAM
+    local found
+    found=$(hardening "$1" | paste -sd ' ')
+    [ "$found" = "$hardened" ] || { echo "$1 is hardened by '$found' alone" >&2; exit 1; }
+    echo "hardening ${1##*/}: $found"
+}
+
 cmake --install build/release --prefix "$work/prefix" >/dev/null
 try_prefix prefix "$work/prefix"
 
@@ -70,6 +87,13 @@ for package in "$work"/debs/*.deb; do
     dpkg-deb -f "$package" Package Architecture Depends
 done
 try_prefix deb "$work/root/usr"
+# A program with none of it shows that the look finds nothing where nothing is.
+echo 'int main() {}' >"$work/bare.cpp"
+g++ -no-pie -fno-stack-protector -Wl,-z,norelro,-z,lazy "$work/bare.cpp" -o "$work/bare"
+[ -z "$(hardening "$work/bare")" ] || { echo "a bare program passes for hardened" >&2; exit 1; }
+for program in zor_console zor_sim zor_ask; do
+    try_hardening "$work/root/usr/bin/$program"
+done
 for program in zor_sim zor_ask zor; do
     "$work/root/usr/bin/$program" --help >/dev/null
 done
