@@ -9,8 +9,9 @@ with a scripted peer on this machine instead.
     scripts/try_badline.py BUILD_DIR [--short] [PART...]
 
 Parts: loss1, loss5, loss20, delay, cut, broken, vanished_typing, vanished_idle, vanished_console,
-vanished_reader. Without a part all of them, in the order of their names here; --short runs loss5,
-cut and broken in small.
+vanished_reader, spoiled. Without a part all of them, in the order of their names here; --short runs
+loss5, cut, broken and spoiled in small. The last one is for the others: it changes two bytes on the
+way, and they must be seen.
 """
 
 import argparse
@@ -153,7 +154,7 @@ def require(condition, what):
         raise AssertionError(what)
 
 
-def exact(build, words, lines, size, pause=0):
+def exact(build, words, lines, size, pause=0, spoil=False):
     """Both directions are exact, with a cut of `pause` seconds in the middle if there is one."""
     with Session(build, words) as s:
         begin = time.monotonic()
@@ -167,12 +168,25 @@ def exact(build, words, lines, size, pause=0):
                             lambda: content(s.record).endswith(b"in the cut.\n"))
             print(f"    a cut of {pause} s: the session goes on {back:.1f} s behind it")
         wanted = expected(range(lines)) + (b"in the cut.\n" if pause else b"") + body_of(size)
+        if spoil:
+            s.line.order("spoil")
         s.type(f"body {size}")
         wait_for("the body's end", lambda: len(content(s.record)) >= len(wanted))
         require(content(s.record) == wanted, "the recording isn't what the server sent")
         require(wanted in content(s.screen), "the screen isn't what the server sent")
         require(s.disconnected() == 0, "the session ended")
         print(f"    {lines} lines and {size} bytes exact in {time.monotonic() - begin:.1f} s")
+
+
+def spoiled(build):
+    """Two bytes of a body change places on the way: `exact` must say so."""
+    try:
+        exact(build, "delay 5", 3, 20_000, spoil=True)
+    except AssertionError as fault:
+        require(str(fault) == "the recording isn't what the server sent", str(fault))
+        print(f"    seen: {fault}")
+    else:
+        raise AssertionError("a change on the way wasn't seen")
 
 
 def broken(build, retries=3):
@@ -275,11 +289,13 @@ LONG = {
     "vanished_idle": vanished_idle,
     "vanished_console": vanished_console,
     "vanished_reader": vanished_reader,
+    "spoiled": spoiled,
 }
 SHORT = {
     "loss5": lambda b: exact(b, "loss 5 twice 5 delay 20 jitter 10", 8, 20_000),
     "cut": lambda b: exact(b, "loss 1 delay 20 jitter 10", 5, 20_000, 2),
     "broken": broken,
+    "spoiled": spoiled,
 }
 
 

@@ -6,7 +6,8 @@
 //
 // The devices are called "bad0"; who started this gives them their addresses once "ready" is
 // printed. On standard input the same words change the line, and "cut" and "mend" cut it and bring
-// it back. At the end of input it prints what it did with the packets, and ends.
+// it back; "spoil" changes the next large packet from side A in a way that TCP doesn't see. At the
+// end of input it prints what it did with the packets, and ends.
 
 #include <fcntl.h>
 #include <linux/if.h>
@@ -16,6 +17,7 @@
 #include <sys/ioctl.h>
 #include <unistd.h>
 
+#include <algorithm>
 #include <array>
 #include <chrono>
 #include <cstdio>
@@ -49,6 +51,24 @@ int deviceIn(const std::string& name) {
     return device;
 }
 
+constexpr std::size_t kLargePacket = 500;  // bytes; only a body makes one
+
+// TCP's sum doesn't know the order of the words that it adds up: two of a packet's body that differ
+// change places.
+bool swapWords(std::string& packet) {
+    const auto at = [&](std::size_t i) { return static_cast<unsigned char>(packet[i]); };
+    const std::size_t ip = (at(0) & 0x0Fu) * 4;
+    const std::size_t body = ip + (at(ip + 12) >> 4) * 4u;
+    for (std::size_t i = body; i + 4 <= packet.size(); i += 2) {
+        if (packet.compare(i, 2, packet, i + 2, 2) == 0) continue;
+        std::swap_ranges(packet.begin() + static_cast<long>(i),
+                         packet.begin() + static_cast<long>(i) + 2,
+                         packet.begin() + static_cast<long>(i) + 2);
+        return true;
+    }
+    return false;
+}
+
 class Line {
   public:
     explicit Line(std::array<int, 2> devices) : devices_(devices) {}
@@ -56,8 +76,9 @@ class Line {
     /// Takes words of the command line or of one line of input; a wrong one ends the program.
     void obey(std::istream& words) {
         for (std::string word; words >> word;) {
-            if (word == "cut" || word == "mend") {
+            if (word == "cut" || word == "mend" || word == "spoil") {
                 cut_ = word == "cut";
+                spoil_ = word == "spoil";
                 continue;
             }
             const auto setting = settings_.find(word);
@@ -75,7 +96,8 @@ class Line {
                 ++dropped_;
                 continue;
             }
-            const std::string bytes(packet, static_cast<std::size_t>(length));
+            std::string bytes(packet, static_cast<std::size_t>(length));
+            if (spoil_ && side == 0 && bytes.size() > kLargePacket) spoil_ = !swapWords(bytes);
             send(1 - side, bytes);
             if (inHundred("twice")) send(1 - side, bytes);
         }
@@ -117,6 +139,7 @@ class Line {
 
     std::array<int, 2> devices_;
     bool cut_ = false;
+    bool spoil_ = false;
     std::map<std::string, int> settings_{
         {"loss", 0}, {"delay", 0}, {"jitter", 0}, {"twice", 0}, {"seed", 1}};
     std::mt19937 random_{1};
