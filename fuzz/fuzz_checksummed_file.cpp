@@ -4,6 +4,7 @@
 #include <unistd.h>
 
 #include <cstring>
+#include <fstream>
 #include <memory>
 #include <string>
 #include <string_view>
@@ -36,6 +37,11 @@ bool passes(std::string_view file) {
     return trailer[0] == length && trailer[1] == slowChecksum(file.substr(0, length % 256));
 }
 
+std::string fileContent() {
+    std::ifstream file(file_name, std::ios::binary);
+    return {std::istreambuf_iterator<char>(file), {}};
+}
+
 void checkReader(std::string_view file) {
     std::int32_t size = 0;
     const std::unique_ptr<char[]> body(CreateBufFromFile(file_name.c_str(), 1, &size, 0, 1));
@@ -56,6 +62,7 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size
     checkReader(bytes);
     require(WriteBufToFile(file_name.c_str(), 1, bytes.data(), length, 0, 1) == written);
     if (size > 0) {
+        require(passes(fileContent()));
         std::int32_t got = 0;
         const std::unique_ptr<char[]> body(CreateBufFromFile(file_name.c_str(), 1, &got, 0, 1));
         require(body && std::string(body.get(), static_cast<std::size_t>(got)) == bytes);
