@@ -51,7 +51,8 @@ int deviceIn(const std::string& name) {
     return device;
 }
 
-constexpr std::size_t kLargePacket = 500;  // bytes; only a body makes one
+constexpr std::size_t kLargePacket = 600;  // bytes; only a body makes one
+constexpr std::size_t kFrameHeader = 132;  // bytes that are to stay, or the stream is out of step
 
 // TCP's sum doesn't know the order of the words that it adds up: two of a packet's body that differ
 // change places.
@@ -59,7 +60,7 @@ bool swapWords(std::string& packet) {
     const auto at = [&](std::size_t i) { return static_cast<unsigned char>(packet[i]); };
     const std::size_t ip = (at(0) & 0x0Fu) * 4;
     const std::size_t body = ip + (at(ip + 12) >> 4) * 4u;
-    for (std::size_t i = body; i + 4 <= packet.size(); i += 2) {
+    for (std::size_t i = body + kFrameHeader; i + 4 <= packet.size(); i += 2) {
         if (packet.compare(i, 2, packet, i + 2, 2) == 0) continue;
         std::swap_ranges(packet.begin() + static_cast<long>(i),
                          packet.begin() + static_cast<long>(i) + 2,

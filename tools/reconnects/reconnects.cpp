@@ -12,6 +12,7 @@
 #include <sys/wait.h>
 #include <unistd.h>
 
+#include <csignal>
 #include <cstdio>
 #include <cstdlib>
 #include <cstring>
@@ -26,9 +27,10 @@
 
 namespace {
 
-constexpr int kFirst = 100;    // sessions behind which nothing may grow
-constexpr long kGrowth = 256;  // kB; what the allocator may still do
-constexpr long kThreads = 3;   // main, "Receiver", "Pinger"
+constexpr int kFirst = 100;       // sessions behind which nothing may grow
+constexpr long kGrowth = 256;     // kB; what the allocator may still do
+constexpr long kThreads = 3;      // main, "Receiver", "Pinger"
+constexpr int kPatience = 2'000;  // ms
 constexpr ConsolePauses kScaled{
     .connect_retry = 1, .input_wait = 1, .idle_pass = 1, .first_read = 1, .keep_alive = 100};
 
@@ -56,19 +58,33 @@ void tell(const char* when, int sessions, const Usage& usage) {
                  sessions, usage.memory, usage.threads, usage.descriptors);
 }
 
+pid_t console_process = 0;  // for the server's side, which ends it with itself
+
 [[noreturn]] void fail(const char* what) {
     std::fprintf(stderr, "reconnects: %s\n", what);
+    if (console_process != 0) ::kill(console_process, SIGTERM);
     std::exit(1);
 }
 
+/// Workers that have left their session are still threads for a moment.
+Usage settledUsage() {
+    Usage usage = usageOf(console_process);
+    for (int i = 0; i < kPatience && usage.threads > kThreads; ++i) {
+        ::usleep(1'000);
+        usage = usageOf(console_process);
+    }
+    if (usage.threads != kThreads) fail("not three threads");
+    return usage;
+}
+
 /// The server's side of one session, up to `pings` keep-alives. Gives what the console uses.
-Usage serve(Connection& listener, pid_t console, int pings) {
+Usage serve(Connection& listener, int pings) {
     Connection link;
     if (!listener.Accept(link, 1)) fail("no console came");
     FrameReader reader(link);
     MsgHeader header;
     if (!reader.readHeader(&header) || header.op() != MsgOp::kJoin) fail("no session began");
-    const Usage usage = usageOf(console);
+    const Usage usage = settledUsage();
     MsgToSend line(16);
     std::strcpy(line.body(), "hello\n");
     line.setType(MsgType::kText);
@@ -82,17 +98,16 @@ Usage serve(Connection& listener, pid_t console, int pings) {
     return usage;
 }
 
-void serveAll(Connection& listener, pid_t console, int sessions, int pings) {
+void serveAll(Connection& listener, int sessions, int pings) {
     Usage first;
     for (int i = 0; i <= sessions; ++i) {
-        const Usage usage = serve(listener, console, i == sessions ? pings : 0);
-        if (usage.threads != kThreads) fail("not three threads");
+        const Usage usage = serve(listener, i == sessions ? pings : 0);
         if (i == kFirst) tell("behind", i, first = usage);
         if (i < kFirst) continue;
         if (usage.descriptors != first.descriptors) fail("the number of descriptors changes");
         if (usage.memory > first.memory + kGrowth) fail("the memory grows");
     }
-    const Usage last = usageOf(console);
+    const Usage last = usageOf(console_process);
     tell("behind", sessions + 1, last);
     if (last.memory > first.memory + kGrowth) fail("the memory grows during a day");
 }
@@ -108,10 +123,11 @@ int main(int count, char** words) {
     const pid_t console = getpid();
     const pid_t server = fork();
     if (server == 0) {
-        serveAll(listener, console, sessions, pings);
+        console_process = console;
+        serveAll(listener, sessions, pings);
         std::exit(0);
     }
-    listener.Close();
+    ::close(listener.fd.exchange(-1));  // Close would end the listening of both
     if (!std::freopen("/dev/null", "r", stdin) || !std::freopen("/dev/null", "w", stdout))
         fail("no /dev/null");
     console_pauses = kScaled;
