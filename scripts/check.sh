@@ -8,6 +8,8 @@
 #   tsan        g++ without warnings, tests under ThreadSanitizer
 #   powerpc     the same tests on 32-bit big-endian PowerPC, under emulation
 #   tidy        clang-tidy without a finding in the product
+#   static      cppcheck and the analyzer of clang++ without a finding in the product
+#   valgrind    the programs through a session under valgrind, without a finding
 #   consumer    the examples build and run against the installed tree and the unpacked packages, and
 #               lintian has nothing to say of these
 #   wireshark   the dissector shows the fields of hand-made captures
@@ -16,11 +18,12 @@
 #               load, with and without sanitizers
 #   recipes     what docs/recipes.md tells works, and every option of tools/zor
 #   docs        the API reference builds without a warning, and each declaration has a text
-#   shell       shellcheck without a finding in the scripts
+#   shell       shellcheck without a finding in the scripts, the tools and the completions
 set -euo pipefail
 . "$(dirname "$0")/lib.sh"
 
-fuzz_runs=${FUZZ_RUNS:-20000}
+fuzz_runs=${FUZZ_RUNS:-20000} # of each target, within so many seconds
+fuzz_seconds=${FUZZ_SECONDS:-10}
 
 sources() { find . -name build -prune -o \( -name '*.cpp' -o -name '*.h' \) -printf '%P\n'; }
 
@@ -42,10 +45,11 @@ check_fuzz() {
         if [ -d "$target" ] || [ ! -x "$target" ]; then continue; fi
         name=${target##*/fuzz_}
         mkdir -p "build/corpus/$name"
-        echo "fuzz $name: $fuzz_runs runs"
-        "$target" -runs="$fuzz_runs" -max_total_time=60 -close_fd_mask=1 -verbosity=0 \
+        "$target" -runs="$fuzz_runs" -max_total_time="$fuzz_seconds" -close_fd_mask=1 -verbosity=0 \
+            -print_final_stats=1 \
             -artifact_prefix="build/corpus/crash-$name-" "build/corpus/$name" "fuzz/corpus/$name" \
             2>"build/corpus/$name.log" || { tail -n 40 "build/corpus/$name.log"; return 1; }
+        echo "fuzz $name: $(sed -n 's/.*executed_units: *//p' "build/corpus/$name.log") executions"
     done
 }
 
@@ -64,9 +68,25 @@ check_tidy() {
     words=$(IFS='|'; echo "${filters[*]:-.}")
     need "${packages_test[@]}" clang-tidy clang
     cmake --preset clang >build/clang.log
-    sources | grep '\.cpp$' | grep -v -e '^fuzz/' -e '^bench/' -e '^examples/' -e '^tests/' |
-        grep -E "$words" |
+    product | grep -E "$words" |
         xargs -P "$jobs" -n 4 clang-tidy --quiet -p build/clang 2>build/tidy.log
+}
+
+# The product's sources: what is built into its library and its programs.
+product() { sources | grep '\.cpp$' | grep -v -e '^fuzz/' -e '^bench/' -e '^examples/' -e '^tests/'; }
+
+check_static() {
+    need "${packages_build[@]}" cppcheck clang
+    # A finding that isn't one has its reason beside the line.
+    product | xargs cppcheck --quiet --std=c++20 --language=c++ -I . -j "$jobs" --inline-suppr \
+        --enable=warning,performance,portability --error-exitcode=1
+    product | xargs -P "$jobs" -n 4 clang++ --analyze --analyzer-output text -std=c++20 -I . \
+        -D_FILE_OFFSET_BITS=64 -DZOR_VERSION='""' -Xanalyzer -analyzer-werror \
+        -Xanalyzer -analyzer-checker=optin,nullability
+}
+
+check_valgrind() {
+    scripts/try_valgrind.sh
 }
 
 check_consumer() {
@@ -110,7 +130,8 @@ check_docs() {
 
 check_shell() {
     need shellcheck
-    shellcheck -x -P SCRIPTDIR scripts/*.sh .ci/run
+    shellcheck -x -P SCRIPTDIR scripts/*.sh tools/zor .ci/run
+    shellcheck -s bash tools/completions/*
 }
 
 steps=() filters=()
@@ -124,7 +145,8 @@ if [ $# -gt 1 ]; then
     [ ${#steps[@]} -gt 0 ] || { echo "which steps? (see the head of $0)" >&2; exit 2; }
 fi
 [ ${#steps[@]} -gt 0 ] ||
-    steps=(format shell asan fuzz tsan powerpc tidy consumer wireshark badline faults recipes docs)
+    steps=(format shell static asan fuzz tsan powerpc tidy valgrind consumer wireshark badline faults
+           recipes docs)
 for step in "${steps[@]}"; do
     if [ ${#filters[@]} -gt 0 ] && [[ ! $step =~ ^(asan|tsan|powerpc|tidy)$ ]]; then
         echo "step $step takes no filter" >&2

@@ -34,7 +34,7 @@ struct Ring {
     Ring& operator=(const Ring&) = delete;
 
     Mutex* locks[2];
-    sem_t* met[2];       // each posted by one thread once it holds its first lock
+    sem_t* met[2] = {};  // each posted by one thread once it holds its first lock
     sem_t* done;         // posted by each thread at its end
     std::string report;  // written by the one thread that reports, read behind `done`
 };

@@ -32,13 +32,14 @@ const char* notNull(const char* s) {
 }
 
 /// The two digits of each number below 100.
-constexpr auto kDigitPairs = [] {
+constexpr std::array<char, 200> digitPairs() {
     std::array<char, 200> pairs{};
     for (std::size_t i = 0; i < pairs.size(); ++i) {
         pairs[i] = static_cast<char>('0' + (i % 2 == 0 ? i / 20 : i / 2 % 10));
     }
     return pairs;
-}();
+}
+constexpr auto kDigitPairs = digitPairs();
 
 /// The digits of `value`, in `digits`. Written from the last one on, so that nobody has to count
 /// them first.
@@ -98,6 +99,7 @@ bool CharString::readFile(const char* path, const char* mode) {
     return true;
 }
 
+// cppcheck-suppress operatorEqVarError  // the failure bits stay
 void CharString::operator=(const CharString& other) {
     text = other.text;
     refreshed();

@@ -93,6 +93,7 @@ DlThread* findOrAddRecord() {
     }
     void* const memory = std::malloc(sizeof(DlThread));
     ZOR_ASSERT(memory != nullptr, "memory != NULL");  // no thread can be told apart without it
+    // cppcheck-suppress legacyUninitvar  // the braces make it, all zero
     auto* const added = new (memory) DlThread{};
     added->next = dlThreadList;
     added->id = self;
