@@ -4,7 +4,11 @@
 #   badline     console and simulator over a bad line, and how soon either notices a vanished peer
 #   faults      the programs while each call of the system fails, falls short or is interrupted
 #   load        a million small frames and 10 GB of large ones into a recording console, and a
-#               thousand consoles on one simulator
+#               thousand consoles on one simulator; two hundred on one of the 32-bit machine
+#   reconnects  the console's core through 10,000 sessions and a day, with scaled pauses
+#   valgrind    the programs through a session under valgrind
+#   fuzz        each fuzz target for FUZZ_RUNS executions (10,000,000, as far as the time goes), and
+#               the lines of the readers that all inputs reach
 # SOAK_MINUTES bounds the whole (120); what doesn't fit any more is told, and is a failure.
 set -euo pipefail
 . "$(dirname "$0")/lib.sh"
@@ -28,12 +32,34 @@ soak_load() {
     build release zor_console zor_sim
     bounded scripts/try_load.py flood build/release --small 1000000 --large 10000
     bounded scripts/try_load.py crowd build/release --consoles 1000
+    need g++-powerpc-linux-gnu qemu-user
+    build powerpc zor_sim
+    bounded scripts/try_load.py crowd build/powerpc --consoles 200 --each 200 \
+        --under "qemu-ppc -L /usr/powerpc-linux-gnu"
+}
+
+soak_reconnects() {
+    need "${packages_build[@]}"
+    build release reconnects
+    bounded build/release/reconnects 10000 720
+}
+
+soak_valgrind() {
+    bounded scripts/try_valgrind.sh
+}
+
+# The targets share what is left of the time evenly.
+soak_fuzz() {
+    local targets=(fuzz/fuzz_*.cpp)
+    FUZZ_RUNS=${FUZZ_RUNS:-10000000} FUZZ_SECONDS=$(((limit - SECONDS) / (${#targets[@]} + 1))) \
+        scripts/check.sh fuzz
+    scripts/fuzz_coverage.sh build/corpus
 }
 
 # bounded COMMAND...: runs it for what is left of the time.
 bounded() { timeout --foreground $((limit - SECONDS)) "$@"; }
 
-[ $# -gt 0 ] || set -- badline faults load
+[ $# -gt 0 ] || set -- badline faults load reconnects valgrind fuzz
 for part in "$@"; do
     declare -F "soak_$part" >/dev/null || { echo "no such part: $part (see the head of $0)" >&2; exit 2; }
 done

@@ -8,7 +8,8 @@
 
     scripts/try_load.py crowd BUILD_DIR [--consoles N]
         N consoles join one zor_sim, each asks and is answered, all leave. Told is the memory for
-        each, and behind it descriptors and threads are what they were.
+        each, and behind it descriptors and threads are what they were. --under "COMMAND" runs
+        zor_sim under an emulator, --each KB allows more for a console than usual.
 """
 
 import argparse
@@ -32,7 +33,6 @@ CHUNK = 10_000  # bytes of a body that the console handles at a time
 FILE_LIMIT = 50_000_000  # bytes; a recording above it starts over
 NOTICE = b"\n\n......  FILE record IS FULL ...... REWINDING !!!\n"
 FLAT = 1024  # kilobytes that the console may grow by in a flood
-FOR_EACH = 64  # kilobytes that zor_sim may need for a console
 
 
 def frame(kind, body=b""):
@@ -181,8 +181,9 @@ def crowd(options):
     wanted = options.consoles + 200
     resource.setrlimit(resource.RLIMIT_NOFILE, (max(soft, min(wanted, hard)), hard))
     with contextlib.ExitStack() as stack:
-        server = subprocess.Popen([os.path.join(options.build, "zor_sim"), "--port", "0",
-                                   "--consoles", str(options.consoles)], stdout=subprocess.PIPE)
+        server = subprocess.Popen([*options.under.split(), os.path.join(options.build, "zor_sim"),
+                                   "--port", "0", "--consoles", str(options.consoles)],
+                                  stdout=subprocess.PIPE)
         stack.callback(server.kill)
         screen = Screen(server.stdout)
         while b"\n" not in screen.start:
@@ -206,8 +207,8 @@ def crowd(options):
               f"{after[1]} threads and {after[2]} descriptors, as before")
         if after[1:] != before[1:]:
             sys.exit(f"not given back: {before} before, {after} behind them")
-        if each > FOR_EACH and not options.any_size:
-            sys.exit(f"more than {FOR_EACH} kB for a console")
+        if each > options.each and not options.any_size:
+            sys.exit(f"more than {options.each} kB for a console")
 
 
 def main():
@@ -220,9 +221,11 @@ def main():
     parts.choices["flood"].add_argument("--small", type=int, default=1_000_000)
     parts.choices["flood"].add_argument("--large", type=int, default=1_000, help="megabytes")
     parts.choices["crowd"].add_argument("--consoles", type=int, default=1_000)
+    parts.choices["crowd"].add_argument("--each", type=int, default=64, help="kilobytes")
+    parts.choices["crowd"].add_argument("--under", default="", help="what runs zor_sim")
     for command in parts.choices.values():
         command.add_argument("--any-size", action="store_true",
-                             help="under a sanitizer or an emulator: memory isn't judged")
+                             help="under a sanitizer: memory isn't judged")
     options = parser.parse_args()
     options.build = os.path.abspath(options.build)
     options.part(options)
