@@ -99,7 +99,10 @@ check_consumer() {
 }
 
 check_wireshark() {
-    need tshark python3
+    need tshark python3 dpkg-dev
+    # The package puts the dissector where tshark looks for it.
+    grep -q "^Global Lua Plugins:.*/usr/lib/$(dpkg-architecture -qDEB_HOST_MULTIARCH)/wireshark/plugins$" \
+        <<<"$(tshark -G folders 2>/dev/null)"
     python3 tools/wireshark/try_dissector.py
 }
 

@@ -9,6 +9,7 @@
 #include <util/i_trace.h>
 
 #include <array>
+#include <atomic>
 #include <cstdio>
 #include <cstdlib>
 #include <cstring>
@@ -21,6 +22,7 @@ constexpr std::int32_t kRound = 10'000;  // ms
 
 Connection listener;
 std::array<ExwConnection, kClients> connections;  // by the minor number of their ClientId
+std::atomic<bool> stopping{false};                // set before the hang-ups
 
 ExwConnection& connectionOf(const ClientId& client) {
     return connections[static_cast<std::size_t>(client.minor)];
@@ -47,6 +49,7 @@ short isThere(const ClientId* client) {
 
 /// Whoever is inside an Accept, a read or a Write wakes, and leaves its loop.
 void hangUpAll() {
+    stopping = true;
     listener.HangUp();
     for (ExwConnection& connection : connections)
         connection.HangUp();
@@ -83,6 +86,7 @@ int main(int count, char** words) {
         if (!listener.Accept(connectionOf(client), 1)) break;
         connectionOf(client).SetNoDelay();
         if (!threadStart("Client", [client] { serve(client); })) return 1;
+        if (stopping) hangUpAll();  // it may have come in the middle of the others' end
     }
     // The connections live until no thread can touch them.
     while (!threadWaitStarted(kRound)) {
