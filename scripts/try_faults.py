@@ -257,22 +257,58 @@ class SimStory:
         pass
 
 
+class PlainConsole:
+    """A console in its first session, started by the shell with `redirections`."""
+
+    def __init__(self, build, redirections):
+        with socket.create_server(("127.0.0.1", 0)) as listener:
+            listener.settimeout(PATIENCE)
+            self.process = subprocess.Popen(
+                ["sh", "-c", f'exec "$0" "$@" {redirections}', os.path.join(build, "zor_console"),
+                 "127.0.0.1", str(listener.getsockname()[1])])
+            self.link, _ = listener.accept()
+        self.link.settimeout(PATIENCE)
+        receive_frame(self.link)
+
+    def processor_time(self):
+        """In seconds, since its start."""
+        with open(f"/proc/{self.process.pid}/stat", encoding="ascii") as stat:
+            fields = stat.read().rsplit(")", 1)[1].split()
+        return (int(fields[11]) + int(fields[12])) / os.sysconf("SC_CLK_TCK")
+
+    def end(self):
+        self.link.close()
+        self.process.kill()
+        self.process.wait()
+
+
 def closed_at_start(build):
-    """Whether a console that starts without standard descriptors keeps them off its connection."""
-    with socket.create_server(("127.0.0.1", 0)) as listener:
-        listener.settimeout(PATIENCE)
-        console = subprocess.Popen(
-            ["sh", "-c", 'exec "$0" "$@" <&- >&- 2>&-', os.path.join(build, "zor_console"),
-             "127.0.0.1", str(listener.getsockname()[1])])
-        try:
-            link, _ = listener.accept()
-            with link:
-                receive_frame(link)
-                return all(os.readlink(f"/proc/{console.pid}/fd/{fd}") == "/dev/null"
-                           for fd in range(3))
-        finally:
-            console.kill()
-            console.wait()
+    """A closed standard descriptor never becomes the connection."""
+    console = PlainConsole(build, "<&- >&- 2>&-")
+    try:
+        for fd in range(3):
+            if os.readlink(f"/proc/{console.process.pid}/fd/{fd}") != "/dev/null":
+                raise Failure(f"descriptor {fd}, closed at the start, isn't on /dev/null")
+    finally:
+        console.end()
+
+
+def without_input(build):
+    """The end of the input neither costs the processor nor floods the server."""
+    console = PlainConsole(build, "</dev/null >/dev/null")
+    try:
+        time.sleep(3)
+        if console.processor_time() > 0.3:
+            raise Failure(f"{console.processor_time()} s of the processor in 3 idle seconds")
+        console.link.sendall(frame(TEXT, b"<on-canonique>\n\0"))
+        begin = time.monotonic()
+        for _ in range(3):
+            if receive_frame(console.link) != (TEXT, b"\xff\0"):
+                raise Failure("another text than the key of the end")
+        if time.monotonic() - begin < 1.8:
+            raise Failure("the keys of the end come faster than one in a second")
+    finally:
+        console.end()
 
 
 STORIES = {"console": ConsoleStory, "sim": SimStory}
@@ -364,8 +400,11 @@ def main():
         if complaint:
             sys.exit(f"{story} without a fault: {complaint}")
     total, complaints = 0, []
-    if not closed_at_start(build):
-        complaints.append("console: a closed standard descriptor isn't on /dev/null")
+    for scene in (closed_at_start, without_input):
+        try:
+            scene(build)
+        except (Failure, OSError) as error:
+            complaints.append(f"console: {error}")
     with concurrent.futures.ThreadPoolExecutor(options.jobs) as runs, \
             concurrent.futures.ThreadPoolExecutor(options.jobs) as pool:
         work = [pool.submit(try_series, runs, build, library, baselines, options.short, series)

@@ -52,16 +52,6 @@ TEST(Input, OneKeyInputBeginsAndEndsWithTheServersTokens) {
     session.link.expectText("line\n");
 }
 
-TEST(Input, EndOfInputNeitherEndsTheConsoleNorFloodsTheServer) {
-    Session session;
-    session.console.closeInput();
-    session.link.send(text("<on-canonique>\n") + text("still here\n"));
-    session.console.expect("still here\n");
-    session.link.expectText("\xff");
-    EXPECT_TRUE(session.link.silent(900));
-    session.link.expectText("\xff");
-}
-
 TEST(DumpBytes, PrintsCountAddressAndBytes) {
     const std::string bytes(60, '\xa5');
     testing::internal::CaptureStdout();

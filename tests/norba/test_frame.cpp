@@ -13,10 +13,12 @@ TEST(FrameTest, PutsTheHeaderOnTheWireByteForByte) {
     std::string line =
         "\x88\x44\x22\x11\x0A\0\6\0\0\0\0\0\xFF\xFF\xFF\xFF\xFF\xFF\xFF\xFF\0\0\0\0\xFF\xFF\x1D\0"s +
         std::string(104, '\0');
-    const std::int32_t made = msg_to_send_made, alive = msg_to_send_alive;
+    const std::int32_t made = msg_to_send_made;
+    const std::int32_t alive = msg_to_send_alive;
     delete new MsgToSend(0, new char[132]);
     MsgToSend frame(6);
-    EXPECT_TRUE(msg_to_send_made == made + 2 && msg_to_send_alive == alive + 1);
+    EXPECT_EQ(msg_to_send_made, made + 2);
+    EXPECT_EQ(msg_to_send_alive, alive + 1);
     frame.setType(10);
     frame.setOp(6);
     frame.Serialise();
@@ -39,8 +41,9 @@ TEST(FrameTest, ReadsEveryFieldFromTheWireAndWritesItBack) {
     MsgHeader header;
     std::memcpy(header.wire(), (wire + std::string(104, 't')).data(), 132);
     ASSERT_EQ(header.ReadHeader(), 1);
-    EXPECT_TRUE(header.lg() == 0x08070605 && header.kelId() == 0x100F &&
-                header.pair().second == 0x1413);
+    EXPECT_EQ(header.lg(), 0x08070605);
+    EXPECT_EQ(header.kelId(), 0x100F);
+    EXPECT_EQ(header.pair().second, 0x1413);
     EXPECT_EQ(header.version(), static_cast<std::int16_t>(0x9817));
     char written[132] = {};
     char* cursor = written;

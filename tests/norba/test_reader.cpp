@@ -1,19 +1,12 @@
 #include <malloc.h>
 
-#include <cstdint>
-#include <new>
-
 #include "norba/i_msg.h"
 #include "support/feed.h"
+#include "support/short_memory.h"
 #include "util/i_msg.h"
 
-static std::size_t most_memory = SIZE_MAX;  // what one allocation that may fail gets at most
-
-void* operator new[](std::size_t size, const std::nothrow_t&) noexcept {
-    return size > most_memory ? nullptr : ::operator new[](size);
-}
-
 const std::string kLost = "cnx not ok!\n";
+
 /// What is said of a scan, at its bad words of these numbers and at its end.
 std::string scan(const std::vector<int>& told, int end) {
     std::string said;
@@ -145,7 +138,7 @@ TEST(Reader, FailsWhereThereIsNoMemoryForThePeersLength) {
         most_memory = 50'000;
         EXPECT_TRUE(readFrame(reader, taking, body));
         EXPECT_FALSE(readFrame(reader, taking, body));
-        most_memory = SIZE_MAX;
+        most_memory = kMostMemory;
     }
 }
 

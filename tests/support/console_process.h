@@ -52,7 +52,6 @@ class ConsoleProcess {
         EXPECT_EQ(write(ours_[STDIN_FILENO], keys.data(), keys.size()),
                   static_cast<ssize_t>(keys.size()));
     }
-    void closeInput() { close(std::exchange(ours_[STDIN_FILENO], -1)); }
 
     /// The next output, byte for byte.
     void expect(const std::string& said) { EXPECT_EQ(expectUpTo(said), ""); }
@@ -88,7 +87,8 @@ class ConsoleProcess {
     int end() {
         int status = 0;
         waitpid(std::exchange(pid_, -1), &status, 0);
-        return WIFEXITED(status) ? WEXITSTATUS(status) : -WTERMSIG(status);
+        if (WIFSIGNALED(status)) return -WTERMSIG(status);
+        return WEXITSTATUS(status);
     }
 
   private:

@@ -94,7 +94,8 @@ class Peer {
         sockaddr_in place{AF_INET, 0, {htonl(INADDR_LOOPBACK)}, {}};
         socklen_t size = sizeof place;
         auto* const address = reinterpret_cast<sockaddr*>(&place);
-        EXPECT_EQ(bind(fd_, address, size) + getsockname(fd_, address, &size), 0);
+        EXPECT_EQ(bind(fd_, address, size), 0);
+        EXPECT_EQ(getsockname(fd_, address, &size), 0);
         port = std::to_string(ntohs(place.sin_port));
     }
     Peer(const Peer&) = delete;

@@ -1,15 +1,9 @@
 #include <gmock/gmock.h>
 
 #include <memory>
-#include <new>
 
+#include "support/short_memory.h"
 #include "util/i_msg.h"
-
-static bool memory_is_out = false;
-
-void* operator new[](std::size_t size, const std::nothrow_t&) noexcept {
-    return memory_is_out ? nullptr : ::operator new[](size);
-}
 
 using namespace std::string_literals;
 
@@ -98,8 +92,6 @@ TEST(MessageDeathTest, EndsInAnOrderlyWayOnANegativeLengthOrWithoutMemory) {
     header.ReadHeader();
     EXPECT_DEATH(MakeToSend(header, nullptr), "Assertion <lg >= 0> failed:\nfile \"norba/i_msg\"");
     EXPECT_DEATH(MsgToSend(UINT32_MAX), "<pt_char != NULL> failed:\nfile \"norba/i_msg\", line");
-    memory_is_out = true;
+    most_memory = 0;
     EXPECT_DEATH(Message(5), "Assertion <body != NULL> failed:\nfile \"util/i_msg\", line");
-    EXPECT_DEATH(MsgToSend(5), "<pt_char != NULL> failed:\nfile \"norba/i_msg\", line");
-    memory_is_out = false;
 }
