@@ -16,6 +16,7 @@ With fewer the spread reaches over the goal from both sides: "too noisy to tell"
 1 when a goal was missed.
 """
 
+import functools
 import json
 import os
 import re
@@ -84,13 +85,19 @@ def ratio_of(runs, figure, peer):
     return value_of(runs, figure) / value_of(runs, peer)
 
 
-def turns_of(program, figure, peer, cores):
-    names = {text.partition("@")[0] for text in (figure, peer) if not is_number(text)}
-    start, ratios = time.monotonic(), []
-    while len(ratios) < FEWEST_TURNS or (
-            len(ratios) < MOST_TURNS and time.monotonic() - start < SECONDS_OF_A_ROW):
-        ratios.append(ratio_of(measure(program, names, cores), figure, peer))
-    return ratios
+@functools.cache
+def turns_of(program, names, cores):
+    """The runs of each turn; kept, as several rows may look at the same ones."""
+    start, turns = time.monotonic(), []
+    while len(turns) < FEWEST_TURNS or (
+            len(turns) < MOST_TURNS and time.monotonic() - start < SECONDS_OF_A_ROW):
+        turns.append(measure(program, names, cores))
+    return turns
+
+
+def ratios_of(program, figure, peer, cores):
+    names = (text.partition("@")[0] for text in (figure, peer) if not is_number(text))
+    return [ratio_of(runs, figure, peer) for runs in turns_of(program, tuple(names), cores)]
 
 
 def check():
@@ -119,7 +126,7 @@ def main():
     for program, what, figure, peer, goal, cores in rows_of(table):
         if words and not any(word in program for word in words):
             continue
-        ratios = turns_of(os.path.join(folder, program), figure, peer, cores)
+        ratios = ratios_of(os.path.join(folder, program), figure, peer, cores)
         verdict = ""
         if goal != "-":
             verdict = verdict_of(ratios, goal)
