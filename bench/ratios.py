@@ -7,9 +7,10 @@ name says so; or by a counter ("name@counter"). The goal is like "<= 1.5", or "-
 is only shown. "2 cores" at the end is for figures of several threads or processes; all others run
 pinned to one core, where no scheduler moves them.
 
-Each turn is a process of its own that measures the figure, then the peer, so that both meet the
-same minute, and each turn gets an address layout of its own. A row has at least five turns, and up
-to fifteen while they take no more than ten seconds. The ratio of a row is the median of its turns'.
+Each turn measures the figure, then the peer, so that both meet the same minute; each in a process
+of its own, so that neither gets a heap that the other has warmed, and that every turn has another
+layout of addresses. A row has at least five turns, and up to fifteen while they take no more than
+six seconds. The ratio of a row is the median of its turns'.
 
 The verdict of a goal needs three quarters of the turns on the same side of it: "met" or "MISSED".
 With fewer the spread reaches over the goal from both sides: "too noisy to tell". The exit status is
@@ -27,7 +28,7 @@ import time
 
 QUICK = bool(os.environ.get("BENCH_QUICK"))
 FEWEST_TURNS, MOST_TURNS = (3, 3) if QUICK else (5, 15)
-SECONDS_OF_A_ROW = 10  # then no turn beyond the fewest begins
+SECONDS_OF_A_ROW = 6  # then no turn beyond the fewest begins
 SECONDS_OF_A_FIGURE = 0.05 if QUICK else 0.15  # the least that one measure of it takes
 SIDE_NEEDED = 0.75  # of the turns, for a verdict
 OPERATORS = {"<=": lambda a, b: a <= b, ">=": lambda a, b: a >= b}
@@ -57,16 +58,16 @@ def pin_to(cores):
     os.sched_setaffinity(0, usable[-int(cores.split()[0]):])
 
 
-def measure(program, names, cores):
-    """The runs of these names, by name, from one process."""
+def measure(program, name, cores):
+    """One run, as the report tells it."""
     answer = subprocess.run(
         [program, "--benchmark_format=json", f"--benchmark_min_time={SECONDS_OF_A_FIGURE}",
-         "--benchmark_filter=^(" + "|".join(map(re.escape, names)) + ")$"],
+         f"--benchmark_filter=^{re.escape(name)}$"],
         stdout=subprocess.PIPE, stderr=subprocess.DEVNULL, check=True,
         preexec_fn=lambda: pin_to(cores))
     # A bench may print what its library prints: the report begins at the first brace of a line.
     text = answer.stdout.decode("utf-8", "replace")
-    return {run["name"]: run for run in json.loads(text[text.index("{\n"):])["benchmarks"]}
+    return json.loads(text[text.index("{\n"):])["benchmarks"][0]
 
 
 def is_number(text):
@@ -91,7 +92,7 @@ def turns_of(program, names, cores):
     start, turns = time.monotonic(), []
     while len(turns) < FEWEST_TURNS or (
             len(turns) < MOST_TURNS and time.monotonic() - start < SECONDS_OF_A_ROW):
-        turns.append(measure(program, names, cores))
+        turns.append({name: measure(program, name, cores) for name in names})
     return turns
 
 
