@@ -104,8 +104,7 @@ TEST(ConnectionTest, ALostAndAClosedConnectionFailInTheirOwnWays) {
     on_pause = nullptr;
 }
 
-// With nobody there, a connect may get the very port that it asks for as its near end. The system
-// goes through its ports (the even ones) in a row, so enough attempts come by.
+// The system goes through its (even) ports in a row: enough attempts come by the one asked for.
 TEST(ConnectionTest, NeverMeetsItself) {
     Connection connection;
     int port = 40'000;

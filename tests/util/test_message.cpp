@@ -94,4 +94,5 @@ TEST(MessageDeathTest, EndsInAnOrderlyWayOnANegativeLengthOrWithoutMemory) {
     EXPECT_DEATH(MsgToSend(UINT32_MAX), "<pt_char != NULL> failed:\nfile \"norba/i_msg\", line");
     most_memory = 0;
     EXPECT_DEATH(Message(5), "Assertion <body != NULL> failed:\nfile \"util/i_msg\", line");
+    most_memory = kMostMemory;
 }
