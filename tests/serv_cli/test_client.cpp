@@ -1,8 +1,6 @@
 #include <gtest/gtest.h>
-#include <pthread.h>
 
-#include <csignal>
-#include <set>
+#include <map>
 #include <thread>
 
 #include "serv_cli/i_tools_client.h"
@@ -30,6 +28,10 @@ struct ClientTest : testing::Test {
         return text;
     }
 
+    static const char* newest(const Elt_Supervision* mailbox) {
+        return static_cast<const char*>(mailbox->parametres->item_pointer(t_neutre));
+    }
+
     const Slot slot;
     const ClientId id{1, 2};
     List_Client_Supervision clients;
@@ -41,11 +43,21 @@ TEST_F(ClientTest, ATextBehindATakingGoesBehindTheCursorAndNoneIsLost) {
     EXPECT_EQ(read(id), "A");
     mailbox->put_parametre("D");
     for (const char* const text : {"B", "D"}) EXPECT_EQ(read(id), text);
+    EXPECT_EQ(semLock(mailbox->signal, 0), 1) << "each text was taken with its count";
+    EXPECT_EQ(semLock(mailbox->signal, 0), 0);
     mailbox->put_parametre("E");
-    const std::unique_ptr<const char[]> first(mailbox->get_parametre());
-    EXPECT_STREQ(first.get(), "C");
-    EXPECT_EQ(mailbox->remove_parametre(first.get()), 1);
-    EXPECT_EQ(read(id), "E");
+    const std::unique_ptr<const char[]> last(newest(mailbox));
+    EXPECT_EQ(mailbox->remove_parametre(last.get()), 1);  // now the cursor is off
+    mailbox->put_parametre("F");
+    for (const char* const text : {"C", "F"}) EXPECT_EQ(read(id), text);
+}
+
+TEST_F(ClientTest, AMailboxWithoutItsQueueIsEmpty) {
+    Elt_Supervision* const mailbox = add(1, 2);
+    delete std::exchange(mailbox->parametres, nullptr);
+    EXPECT_EQ(mailbox->put_parametre("dropped"), 1);
+    EXPECT_EQ(mailbox->has_parametre(), 0);
+    EXPECT_EQ(mailbox->remove_parametre("dropped"), 0);
 }
 
 TEST_F(ClientTest, TextsAndCountsMayPart) {
@@ -54,8 +66,8 @@ TEST_F(ClientTest, TextsAndCountsMayPart) {
     char cut[] = "####";
     EXPECT_EQ(clients.read_parametre(&id, cut, 3), 4);
     mailbox->put_parametre("removed");  // and leaves its count
-    const std::unique_ptr<char[]> text(
-        static_cast<char*>(mailbox->parametres->item_pointer(t_neutre)));
+    const std::unique_ptr<const char[]> text(newest(mailbox));
+    EXPECT_EQ(mailbox->remove_parametre("removed"), 0) << "an equal text elsewhere";
     EXPECT_EQ(mailbox->remove_parametre(text.get()), 1);
     EXPECT_EQ(clients.read_parametre(&id, cut, 4), 0);
     EXPECT_STREQ(cut, "len#");
@@ -67,12 +79,18 @@ TEST_F(ClientTest, ClientsAreFoundByTheirTwoKeys) {
     for (const std::int16_t major : {1, 2}) add(major, 2);
     add(1, 3);
     ClientId same = id;
+    EXPECT_EQ(same.third, -1);
+    EXPECT_EQ(same.fourth, -1);
     same.third = 7;
     const ClientId unknown(2, 1);
     EXPECT_EQ(clients.put_parametre(&same, "x"), 1);
     EXPECT_EQ(clients.has_parametre(&id), 1);
     EXPECT_EQ(clients.put_parametre(&unknown, "x"), 0);
     EXPECT_EQ(clients.has_parametre(&unknown), 0);
+    EXPECT_EQ(clients.client_known(&same), 1);
+    EXPECT_EQ(clients.client_known(&unknown), 0);
+    EXPECT_EQ(clients.next_parametre(&unknown), nullptr);
+    EXPECT_EQ(clients.read_parametre(&unknown, nullptr, 0), 0);
     EXPECT_EQ(clients.remove_client(&unknown), 1);
     EXPECT_EQ(clients.count(), 3);
     clients.remove_clients_of(1);
@@ -91,11 +109,11 @@ TEST_F(ClientTest, RemovesThisVeryMailboxAndOfAClientTheFirst) {
     EXPECT_EQ(read(id), "third");
 }
 
-/// Whether the listing of threads shows one with this trace mark.
-static short isMarked(int mark) {
+/// The trace mark of this thread, the only one in the table.
+static int mark() {
     CharString threads;
     listThreads(threads);
-    return threads.contains(("Trace " + std::to_string(mark) + '\n').c_str());
+    return std::atoi(threads.rightFrom(threads.find("Trace ", 0) + 6).c_str());
 }
 
 TEST_F(ClientTest, AFunctionIsCalledWithNoLockHeldAndMarksTellHowFarAThreadIs) {
@@ -103,7 +121,7 @@ TEST_F(ClientTest, AFunctionIsCalledWithNoLockHeldAndMarksTellHowFarAThreadIs) {
     lock = clients.clients_lock;
     add(1, 2);
     const auto function = [](ClientId* client) -> short {
-        EXPECT_EQ(isMarked(14), 1);
+        EXPECT_EQ(mark(), 14);
         EXPECT_EQ(rwLock(lock, 1, 0), 1) << "free";
         rwUnlock(lock, 1);
         return static_cast<short>(client->minor + 5);
@@ -112,79 +130,67 @@ TEST_F(ClientTest, AFunctionIsCalledWithNoLockHeldAndMarksTellHowFarAThreadIs) {
     ClientId unknown(2, 1);
     EXPECT_EQ(clients.call_client(function, &known), 7);
     EXPECT_EQ(clients.call_client(function, &unknown), 0);
+    EXPECT_EQ(mark(), 15);
 }
 
-/// Runs `wait` on a thread and ends its wait by signals; `release` gives it what it waits for.
-static void expectToWaitThroughSignals(const std::function<void()>& wait,
-                                       const std::function<void()>& release) {
-    static std::atomic<int> interrupted;
-    std::atomic<bool> done = false;
-    interrupted = 0;
-    errorIpcHandler = [](short, const char*, const char*, const char*) { ++interrupted; };
-    struct sigaction ends_waits {};  // without SA_RESTART
-    ends_waits.sa_handler = [](int) {};
-    sigaction(SIGUSR1, &ends_waits, nullptr);
-    std::thread waiting([&] {
-        wait();
-        done = true;
-    });
-    for (int i = 0; i < 20'000 && interrupted < 2 && !done; ++i) {
-        pthread_kill(waiting.native_handle(), SIGUSR1);
-        std::this_thread::sleep_for(std::chrono::microseconds(500));
-    }
-    EXPECT_GE(interrupted, 2) << "it waited again";
-    EXPECT_FALSE(done) << "it went on without what it waited for";
-    release();
-    waiting.join();
-    errorIpcHandler = nullptr;
+/// While this is set, a signal ends each wait of this thread once, and one for a text of this
+/// mailbox brings the text "late" too.
+static thread_local Elt_Supervision* signalled = nullptr;
+static std::string waits;  // what became of the waits
+
+/// Stands before the C library's function of this name.
+extern "C" int sem_wait(sem_t* semaphore) {
+    static thread_local bool ends = false;
+    const timespec never = {INT32_MAX, 0};
+    ends = signalled && !ends;
+    if (!ends) return sem_timedwait(semaphore, &never);
+    const bool for_text = semaphore == signalled->signal;
+    EXPECT_NE(signalled->queue_lock->owner_id, threadId()) << "nobody could post";
+    waits += (for_text ? "text " : "lock ") + std::to_string(mark()) + ", ";
+    if (for_text) signalled->put_parametre("late");
+    errno = EINTR;
+    return -1;
 }
 
-TEST_F(ClientTest, ASignalEndsNoWaitForTheLock) {
-    rwLock(clients.clients_lock, 1);
-    expectToWaitThroughSignals([this] { EXPECT_EQ(clients.client_known(&id), 0); },
-                               [this] { rwUnlock(clients.clients_lock, 1); });
-    EXPECT_EQ(rwLock(clients.clients_lock, 1, 0), 1) << "given back";
-    EXPECT_EQ(rwLock(clients.clients_lock, 1, 0), 0) << "and not more than that";
-    rwUnlock(clients.clients_lock, 1);
+TEST_F(ClientTest, ASignalEndsNoWait) {
     auto* const dying = new List_Client_Supervision;
-    ReadWriteLock* const lock = dying->clients_lock;
-    rwLock(lock, 1);
-    expectToWaitThroughSignals([dying] { delete dying; }, [lock] { rwUnlock(lock, 1); });
-}
-
-TEST_F(ClientTest, ASignalEndsNoWaitForAText) {
     Elt_Supervision* const mailbox = add(1, 2);
-    const auto post = [mailbox] { mailbox->put_parametre("posted"); };
-    expectToWaitThroughSignals([&] { EXPECT_STREQ(mailbox->get_parametre(), "posted"); }, post);
-    EXPECT_EQ(semLock(mailbox->signal, 0), 0) << "it took its count";
-    EXPECT_EQ(read(id), "posted");
-    const auto reading = [this] {
-        const Slot own;
-        EXPECT_EQ(read(id), "posted");
-    };
-    expectToWaitThroughSignals(reading, [&post] {
-        EXPECT_EQ(isMarked(12), 1) << "it has its mailbox and waits";
-        post();
-    });
+    signalled = mailbox;
+    EXPECT_EQ(read(id), "late");
+    const std::unique_ptr<const char[]> lent(mailbox->get_parametre());
+    delete dying;
+    signalled = nullptr;
+    EXPECT_EQ(waits, "lock 11, text 12, lock 12, text 13, lock 13, ");
+    EXPECT_EQ(mailbox->remove_parametre(lent.get()), 1);
+    EXPECT_EQ(semLock(mailbox->signal, 0), 0) << "the counts are taken";
+    EXPECT_EQ(rwLock(clients.clients_lock, 1, 0), 1) << "the lock is given back";
+    EXPECT_EQ(rwLock(clients.clients_lock, 1, 0), 0) << "and once only";
+    rwUnlock(clients.clients_lock, 1);
 }
 
-TEST_F(ClientTest, AReaderGetsAllThatManyPostWhileOthersComeAndGo) {
-    constexpr int kPosters = 4;
-    constexpr int kTexts = 5000;
-    for (const std::int16_t minor : {0, 1, 2}) add(1, minor);
-    std::vector<std::jthread> threads;
-    std::set<std::string> missing;
-    for (int i = 0; i < kPosters * kTexts; ++i) missing.insert(std::to_string(i));
-    for (int p = 0; p < kPosters; ++p)
-        threads.emplace_back([this, p] {
-            for (int i = 0; i < kTexts; ++i)
-                clients.put_parametre(&id, std::to_string(p * kTexts + i).c_str());
-        });
-    threads.emplace_back([this] {
-        for (std::int16_t i = 0; i < 30'000; ++i) {
+TEST_F(ClientTest, AReaderGetsAllThatOthersPostWhileClientsComeAndGo) {
+    constexpr std::int16_t kTexts = 10'000;
+    std::map<std::string, int> taken;
+    Elt_Supervision* const mailbox = add(1, 2);
+    const std::jthread by_name([this] {
+        for (int i = 0; i < kTexts; ++i) clients.put_parametre(&id, "by name");
+    });
+    const std::jthread directly([mailbox] {
+        for (int i = 0; i < kTexts; ++i) mailbox->put_parametre("directly");
+    });
+    const std::jthread guests([this] {
+        for (std::int16_t i = 0; i < kTexts; ++i) {
             add(9, i, "unread");
             if (i % 3 == 0) clients.remove_clients_of(9);
         }
     });
-    while (!missing.empty()) ASSERT_EQ(missing.erase(read(id)), 1U);
+    for (int i = 0; i < kTexts; ++i) {
+        ++taken[read(id)];
+        const std::unique_ptr<const char[]> lent(clients.next_parametre(&id));
+        ++taken[lent.get()];
+        ASSERT_EQ(mailbox->remove_parametre(lent.get()), 1);
+        clients.has_parametre(&id);
+    }
+    EXPECT_EQ(taken["by name"], kTexts);
+    EXPECT_EQ(taken["directly"], kTexts);
 }

@@ -1,6 +1,5 @@
 #include <gmock/gmock.h>
-#include <pty.h>
-#include <sys/wait.h>
+#include <sys/select.h>
 
 #include "serv_cli/i_tools.h"
 #include "support/captured_trace.h"
@@ -34,35 +33,31 @@ static void connectRemote(const std::string& keys) {
     client_alive_hook = [](auto*) { return static_cast<short>(typed.empty() ? 0 : 256); };
 }
 
-/// What the operator sees last, and then types.
-using Turn = std::pair<std::string, std::string>;
+static char* shown;  // what has left the buffer of standard output
+static std::size_t shown_size;
+static std::string seen_at_waits;  // the same, with a bar at each wait for the operator
+static long seconds_to_wait;
 
-/// What a raw terminal shows to an operator who takes these turns with a process that runs
-/// `session`. A process that shows too little is ended after 20 s.
-static std::string atTerminal(const std::vector<Turn>& turns, void (*session)()) {
-    termios raw{};
-    cfmakeraw(&raw);
-    int operator_side = -1;
-    int status = -1;
-    const pid_t child = forkpty(&operator_side, nullptr, &raw, nullptr);
-    if (child == 0) {
-        alarm(20);
-        std::setvbuf(stdin, nullptr, _IONBF, 0);
-        std::setvbuf(stdout, nullptr, _IOFBF, BUFSIZ);
-        session();
-        std::exit(0);
-    }
-    std::string shown;
-    char byte;
-    for (const auto& [seen, keys] : turns) {
-        while (!shown.ends_with(seen) && read(operator_side, &byte, 1) == 1) shown += byte;
-        EXPECT_EQ(write(operator_side, keys.data(), keys.size()), std::ssize(keys));
-    }
-    while (read(operator_side, &byte, 1) == 1) shown += byte;
-    waitpid(child, &status, 0);
-    EXPECT_EQ(status, 0);
-    close(operator_side);
-    return shown;
+static void noteWait() {
+    static std::size_t noted = 0;
+    seen_at_waits.append(shown + noted, shown_size - noted).append("|");
+    noted = shown_size;
+}
+
+// What the operator types. These stand before the C library's functions of their names.
+extern "C" int select(int, fd_set*, fd_set*, fd_set*, timeval* limit) {
+    noteWait();
+    seconds_to_wait = limit->tv_sec;
+    return 1;
+}
+extern "C" ssize_t read(int, void* buffer, std::size_t size) {
+    noteWait();
+    return static_cast<ssize_t>(std::string("12\r\n").copy(static_cast<char*>(buffer), size));
+}
+static ssize_t typeKey(void*, char* buffer, std::size_t) {
+    noteWait();
+    *buffer = 'k';
+    return 1;
 }
 
 static int showTyped(const ClientId* client, const char* text) {
@@ -98,22 +93,31 @@ TEST(ConsoleTools, AsksARemoteClientForALine) {
 }
 
 TEST(ConsoleTools, ShowsWhatWasPrintedBeforeItWaitsForTheOperator) {
-    const auto session = [] {
-        PutThreadInTbThread("asks", threadId(), threadId());
-        client_clear(&kLocal, 0);
-        console_clear();
-        client_printf(kLocal, "ready? ");
-        while (!client_input_ready(&kLocal)) {}
-        client_printf(kLocal, "key %d? ", client_getc(&kLocal));
-        client_printf(kLocal, "key %d, ", read_key());
-        char* answer;
-        client_ask(&kLocal, "%% of it: ", &answer);
-        client_printf(kLocal, "(%s)", answer);
-        delete[] answer;
-    };
-    const std::vector<Turn> turns = {{"ready? ", "k"}, {"key 107? ", "l"}, {"% of it: ", "12\r\n"}};
-    EXPECT_EQ(atTerminal(turns, session),
-              kClear + kClear + "ready? key 107? key 108, % of it: (12\r)");
+    PutThreadInTbThread("asks", threadId(), threadId());
+    FILE* const own_output = std::exchange(stdout, open_memstream(&shown, &shown_size));
+    const cookie_io_functions_t keyboard = {typeKey, nullptr, nullptr, nullptr};
+    FILE* const own_input = std::exchange(stdin, fopencookie(nullptr, "r", keyboard));
+    char* answer;
+    client_clear(&kLocal, 0);
+    console_clear();
+    const short ready = client_input_ready(&kLocal);
+    client_printf(kLocal, "key? ");
+    const int key = client_getc(&kLocal);
+    client_printf(kLocal, "%d? ", key);
+    const int next_key = read_key();
+    client_ask(&kLocal, "%% of it: ", &answer);
+    fclose(std::exchange(stdout, own_output));
+    fclose(std::exchange(stdin, own_input));
+    EXPECT_EQ(seen_at_waits, kClear + kClear + "|key? |107? |% of it: |");
+    EXPECT_EQ(ready, 1);
+    EXPECT_EQ(seconds_to_wait, 1);
+    EXPECT_EQ(next_key, 'k');
+    EXPECT_STREQ(answer, "12\r");
+    CharString threads;
+    listThreads(threads);
+    EXPECT_EQ(threads.contains("Trace 10\n"), 1);
+    release_(&answer);
+    std::free(shown);
 }
 
 TEST(ConsoleTools, WithoutAClientOrItsHooksNothingHappens) {
@@ -138,7 +142,13 @@ TEST(ConsoleTools, HandsOnWhatTheHooksSay) {
     EXPECT_EQ(sent, "3text");
     EXPECT_EQ(client_input_ready(&kRemote), 7);
     typed = "\xE9";
+    EXPECT_EQ(client_alive(&kRemote), 1);
     EXPECT_EQ(client_getc(&kRemote), 0xE9);
+    client_read_hook = [](auto*, char* buffer, int) {
+        *buffer = 'x';
+        return 0;  // so there is no key, whatever lies in the buffer
+    };
+    EXPECT_EQ(client_getc(&kRemote), 0);
     const CapturedTrace trace;
     client_write(kLocal, &text);
     EXPECT_EQ(trace.all(), "@text   \n");

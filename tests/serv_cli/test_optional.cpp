@@ -1,10 +1,19 @@
 #include <gtest/gtest.h>
 
+#include <new>
+
 #include "serv_cli/i_tools_optional.h"
+#include "support/captured_trace.h"
 #include "util/i_charstr.h"
 #include "util/i_msg_stream.h"
 
 using namespace std::string_literals;
+
+static bool memory_is_out = false;
+
+void* operator new[](std::size_t size, const std::nothrow_t&) noexcept {
+    return memory_is_out ? nullptr : ::operator new[](size);
+}
 
 TEST(Optional, WireFormHasAPresenceByteInFront) {
     char area[32];
@@ -50,6 +59,31 @@ TEST(Optional, ASizedTextIsCutAndConsumedToItsEnd) {
         EXPECT_STREQ(std::unique_ptr<char[]>(text).get(), by_size[size]) << size;
         EXPECT_EQ(cursor, wire + sizeof wire) << size;
     }
+}
+
+TEST(Optional, ATextWithoutMemoryIsAbsentAndPassedOver) {
+    char wire[] = "\1sized\0\1other\0new";
+    char* cursor = wire;
+    char* sized = wire;
+    char* other = wire;
+    memory_is_out = true;
+    GetOptTextSized(&sized, &cursor, 9);
+    GetOptText(&other, &cursor, nullptr);
+    EXPECT_EQ(GetNewText(&other, &cursor, nullptr), 0);
+    memory_is_out = false;
+    EXPECT_EQ(sized, nullptr);
+    EXPECT_EQ(other, nullptr);
+    EXPECT_EQ(cursor, wire + sizeof wire);
+}
+
+TEST(Optional, TracesShowTheWholeValueOrThatThereIsNone) {
+    const CapturedTrace trace;
+    for (const int value : {65543, -1, 0x1FFFF}) traceOptShort("number", value);
+    for (const char* const text : {"word", static_cast<const char*>(nullptr)})
+        traceOptText("text", text);
+    EXPECT_EQ(trace.all(),
+              "@number 65543\n@number Not Used  \n@number Not Used  \n"
+              "@text word  \n@text Not Used  \n");
 }
 
 TEST(Optional, OtherReadersLeaveTheirValueAbsentAtTheEndOfTheStream) {

@@ -75,11 +75,8 @@ TEST(ValueTools, ScramblingIsAnExactPair) {
     EXPECT_STREQ(scramble_text(word), "`mhtmkbr");
     char behind_control[] = "\x1f\x61";  // it stays, yet enters the mask
     EXPECT_STREQ(scramble_text(behind_control), "\x1f\x62");
-    std::string every_byte;
-    for (int i = 0; i < 10200; ++i) every_byte += static_cast<char>(255 - i % 255);
-    std::string text = every_byte;
-    scramble_text(text.data());
-    EXPECT_EQ(unscramble_text(text.data()), every_byte);
+    EXPECT_STREQ(unscramble_text(word), "password");
+    EXPECT_STREQ(unscramble_text(behind_control), "\x1f\x61");
 }
 
 template <class Char>
@@ -118,6 +115,9 @@ TEST(TextTools, CaseKnowsTheLatin1Capitals) {
     EXPECT_EQ(bytes, lower);
     EXPECT_EQ(find_nocase(text.c_str(), "\xe9\xCA"), text.c_str() + 0xC8);
     EXPECT_EQ(find_nocase("appel", "appels"), nullptr);
+    const wchar_t* const wide = L"appel";
+    EXPECT_EQ(find_wide(wide, L"p"), wide + 1);
+    EXPECT_EQ(find_wide(wide, L"P"), nullptr);
 }
 
 TEST(TextTools, TellsTextsBeyondLatin1) {
@@ -134,7 +134,9 @@ TEST(TextTools, TellsTextsBeyondLatin1) {
         EXPECT_EQ(IsUTF8Unicode(text.c_str(), 0), beyond) << text;
     EXPECT_EQ(IsUTF8Unicode(nullptr, 0), 0);
     EXPECT_EQ(IsUTF8Unicode("a\u20ac", 1), 1);
-    EXPECT_EQ(trace.lines().back(), "\n");
+    const std::string failed =
+        "@IsUTF8Unicode(): Multibyte String to Wide Character String conversion failed !   \n";
+    EXPECT_EQ(trace.all(), failed + failed + "@IsUTF8Unicode(): value of dest is = 61 20ac \n");
 }
 
 /// Keeps each field in brackets behind its index, and stops at "!".
@@ -163,23 +165,34 @@ TEST(Analyser, CutsARowIntoItsFields) {
 }
 
 TEST(Analyser, StoresTheFirstFieldsInVariables) {
-    char mark[] = "mark";
-    char* a = nullptr;
-    char* b = nullptr;
-    char* c = mark;
-    const auto taken = [&] {
-        const std::string fields = std::string(a ? a : "-") + '|' + (b ? b : "-") + '|' + c;
-        release_(&a);
-        release_(&b);
-        return fields;
+    char* fields[3] = {};
+    const auto taken = [&fields] {
+        std::string text;
+        for (const char* const field : fields) text.append(field ? field : "-").append("|");
+        release_all(fields, 3);
+        return text;
     };
-    EXPECT_EQ(Analyse_Text_Velsa_by_new("One\t\xc9\tThree", 2, &a, &b), 1);
-    EXPECT_EQ(taken(), "one|\xe9|mark");
-    EXPECT_EQ(Analyse_Text_Velsa_by_new("x\ty", 3, &a, &b, &c), 1);  // too few: none is touched
-    EXPECT_EQ(taken(), "-|-|mark");
-    EXPECT_EQ(Analyse_Text_Velsa_by_new_(',', 0, "One,", 2, &a, &b), 1);
-    EXPECT_EQ(taken(), "One||mark");
-    Analyse_Text_Velsa_by_new("x\ty\tz", 3, &a, static_cast<char**>(nullptr), &c);
-    EXPECT_EQ(taken(), "x|-|mark") << "a null variable ends the reading";
-    EXPECT_EQ(Analyse_Text_Velsa_by_new(nullptr, 0), 1);
+    EXPECT_EQ(Analyse_Text_Velsa_by_new("One\t\xc9\tThree", 2, &fields[0], &fields[1]), 1);
+    EXPECT_EQ(taken(), "one|\xe9|-|");
+    EXPECT_EQ(Analyse_Text_Velsa_by_new("too\tfew", 3, &fields[0], &fields[1], &fields[2]), 1);
+    EXPECT_EQ(taken(), "-|-|-|");
+    EXPECT_EQ(Analyse_Text_Velsa_by_new_(',', 0, "One,", 2, &fields[0], &fields[1]), 1);
+    EXPECT_EQ(taken(), "One||-|");
+    Analyse_Text_Velsa_by_new("x\ty\tz", 3, &fields[0], static_cast<char**>(nullptr), &fields[2]);
+    EXPECT_EQ(taken(), "x|-|-|") << "a null variable ends the reading";
+}
+
+TEST(Analyser, TellsOfANullRowByTheNameOfEachForm) {
+    const CapturedTrace trace;
+    EXPECT_EQ(Analyse_Text_by_new(nullptr, keep, nullptr), 1);
+    EXPECT_EQ(Analyse_Text_by_new_(',', 0, nullptr, keep, nullptr), 1);
+    EXPECT_EQ(Analyse_Text_Velsa_by_new(nullptr, 1), 1);
+    EXPECT_EQ(Analyse_Text_Velsa_by_new_(',', 0, nullptr, 1), 1);
+    const auto told = [](const char* own, const std::string& second) {
+        return '@' + (own + (" RowText NULL   \n@Do_" + second)) + " RowText NULL   \n";
+    };
+    EXPECT_EQ(trace.all(), told("Analyse_Text_by_new", "Analyse_Text_by_new") +
+                               told("Analyse_Text_by_new_", "Analyse_Text_by_new") +
+                               told("Analyse_Text_Velsa_by_new", "Analyse_Text_Velsa_by_new") +
+                               told("Analyse_Text_Velsa_by_new_", "Analyse_Text_Velsa_by_new"));
 }
