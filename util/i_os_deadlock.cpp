@@ -7,15 +7,16 @@
 #include <cstdio>
 #include <cstdlib>
 #include <new>
-#include <optional>
 
 #include "util/i_assert.h"
+#include "util/i_os_deadlock_table.h"
 #include "util/i_os_frames.h"
 
 // Process-wide state, constant-initialised. All of it is guarded by dlTableLock, but the two
 // function slots, which are set before a second thread uses a lock.
 constinit DlThread* dlThreadList = nullptr;
-pthread_mutex_t dlTableLock = PTHREAD_MUTEX_INITIALIZER;
+constinit pthread_mutex_t& dlTableLock = dl_table.lock;
+constinit thread_local DlThread* dl_own_record = nullptr;  // spares the walk of dlThreadList
 
 namespace {
 
@@ -28,9 +29,6 @@ DlFatalFunction dlFatal = dlDefaultFatal;
 constinit unsigned thread_count = 0;  // records in dlThreadList
 constinit std::uint32_t reports = 0;  // made so far: the clock by which a ring is known again
 constinit bool printing = false;      // a report is being written
-
-// The caller's record once it has one; spares the walk of dlThreadList.
-constinit thread_local DlThread* own_record = nullptr;
 
 // The calls of the fatal function that this thread's reports ask for.
 struct FatalCalls {
@@ -46,42 +44,10 @@ void dlDefaultFatal(const char* text) {
     dlPrint("%s\n", text);
 }
 
-// Lets a thread that finds the tables in use look for a moment whether they come free, before it
-// sleeps: a round on them is over sooner than a sleep has begun. No more than a hint, so its loads
-// and stores order nothing: a holder that doesn't set it, or an inner hold of the recursive kind
-// that clears it early, only costs a sleep.
-constinit std::atomic<bool> table_in_use{false};
-constexpr int kTableSpins = 100;  // some hundred ns, about three rounds of another thread
-
-inline void pauseProcessor() {
-#if defined(__x86_64__)
-    __builtin_ia32_pause();
-#elif defined(__powerpc__)
-    asm volatile("or 27,27,27" ::: "memory");
-#endif
-}
-
-[[gnu::noinline]] void spinWhileInUse() {
-    for (int i = 0; i < kTableSpins && table_in_use.load(std::memory_order_relaxed); ++i)
-        pauseProcessor();
-}
-
-inline void lockTable() {
-    if (table_in_use.load(std::memory_order_relaxed)) [[unlikely]]
-        spinWhileInUse();
-    pthread_mutex_lock(&dlTableLock);
-    table_in_use.store(true, std::memory_order_relaxed);
-}
-
-inline void unlockTable() {
-    table_in_use.store(false, std::memory_order_relaxed);
-    pthread_mutex_unlock(&dlTableLock);
-}
-
 class TableHold {
   public:
-    TableHold() { lockTable(); }
-    ~TableHold() { unlockTable(); }
+    TableHold() { dlLockTable(); }
+    ~TableHold() { dlUnlockTable(); }
     TableHold(const TableHold&) = delete;
     TableHold& operator=(const TableHold&) = delete;
 };
@@ -109,12 +75,12 @@ DlThread* findOrAddRecord() {
     backtrace(&address, 1);
     ownStack();
     const TableHold hold;
-    own_record = findOrAddRecord();
-    return own_record;
+    dl_own_record = findOrAddRecord();
+    return dl_own_record;
 }
 
 inline DlThread* dlCurrentThread() {
-    return own_record ? own_record : makeOwnRecord();
+    return dl_own_record ? dl_own_record : makeOwnRecord();
 }
 
 inline DlThread* ownerOf(const DlMutex* m) {
@@ -167,15 +133,8 @@ void clearWaiters(const DlMutex* m, const DlThread* old_owner) {
     }
 }
 
-// One writer at a time: the owner, or whoever holds dlTableLock over a lock that is being got.
-inline std::int32_t addToCount(DlMutex* m, std::int32_t step) {
-    const std::int32_t count = m->count.load(std::memory_order_relaxed) + step;
-    m->count.store(count, std::memory_order_relaxed);
-    return count;
-}
-
 void addToOwned(DlThread* t, DlMutex* m) {
-    if (addToCount(m, 1) == 1) {
+    if (dlAddToCount(m, 1) == 1) {
         setOwner(m, t);
         m->next_owned = t->owned;
         m->previous_owned = nullptr;
@@ -282,11 +241,13 @@ void search(DlThread* t) {
 // takes a Mutex makes an attempt inside the one that is being reported; the outer one comes back
 // when the inner one ends.
 struct Take {
-    std::optional<DlThread> outer;  // the thread's record with the attempt that was set aside
+    bool inside_another = false;
+    DlThread outer;  // the thread's record with the attempt that was set aside
 };
 
 [[gnu::cold]] void setAside(DlThread* t, Take& take) {
     const TableHold hold;
+    take.inside_another = true;
     take.outer = *t;
     endAttempt(t);
 }
@@ -306,8 +267,8 @@ void endCallStack(DlThread* t, int frames) {
 
 // The round before the wait, with dlTableLock held: notes the attempt and searches.
 void noteAttempt(DlThread* t, DlMutex* m, const Take& take) {
-    if (take.outer) [[unlikely]]
-        continueAttempt(t, m, *take.outer);
+    if (take.inside_another) [[unlikely]]
+        continueAttempt(t, m, take.outer);
     else
         beginAttempt(t, m);
     search(t);
@@ -329,8 +290,8 @@ void settleAttempt(DlThread* t, DlMutex* m, int code, const Take& take) {
         setWaiters(m, t);
         addToOwned(t, m);
     }
-    if (take.outer) [[unlikely]]
-        takeUpAgain(t, *take.outer);
+    if (take.inside_another) [[unlikely]]
+        takeUpAgain(t, take.outer);
 }
 
 // Calls the fatal function once for each report, never inside itself: what it reports by a take of
@@ -374,13 +335,7 @@ int dlMutexInit(DlMutex* m, const pthread_mutexattr_t* attribute, const char* na
 // writes a thread's call stack, so it is filled without dlTableLock.
 [[gnu::noinline]] int dlMutexLock(DlMutex* m) {
     DlThread* const t = dlCurrentThread();
-    // Only the thread itself makes itself the owner, so this needs no table lock, and neither does
-    // the count of a lock that it owns.
-    if (ownerOf(m) == t) {
-        const int code = pthread_mutex_lock(&m->real_lock);
-        if (code == 0) addToCount(m, 1);
-        return code;
-    }
+    if (dlOwns(m)) return dlMutexLockAgain(m);
     Take take;
     if (t->waiting_mutex) [[unlikely]]
         setAside(t, take);
@@ -392,14 +347,14 @@ int dlMutexInit(DlMutex* m, const pthread_mutexattr_t* attribute, const char* na
         endCallStack(t, 1 + walkReturnAddresses(__builtin_frame_address(0), t->call_stack + 1,
                                                 kDlStackRoom - 1));
     }
-    lockTable();
+    dlLockTable();
     if (!owned && ownerOf(m)) [[unlikely]] {  // taken meanwhile
-        unlockTable();
+        dlUnlockTable();
         endCallStack(t, backtrace(t->call_stack, kDlStackRoom));
-        lockTable();
+        dlLockTable();
     }
     noteAttempt(t, m, take);
-    unlockTable();
+    dlUnlockTable();
     if (fatal_calls.owed != 0) [[unlikely]]
         callFatal(t);
     const int code = pthread_mutex_lock(&m->real_lock);
@@ -418,17 +373,14 @@ int dlMutexTryLock(DlMutex* m) {
 }
 
 int dlMutexUnlock(DlMutex* m) {
+    if (dlHoldsTwice(m)) return dlMutexUnlockOnce(m);
     DlThread* const t = dlCurrentThread();
-    if (ownerOf(m) == t && m->count.load(std::memory_order_relaxed) > 1) {  // a recursive hold
-        addToCount(m, -1);
-        return pthread_mutex_unlock(&m->real_lock);
-    }
     {
         const TableHold hold;
         if (ownerOf(m) != t) {
             dlPrint("Unlock Mutex (%s) not from the owner\n", m->name);
         } else {
-            const std::int32_t count = addToCount(m, -1);
+            const std::int32_t count = dlAddToCount(m, -1);
             if (count < 0) dlPrint("MutexCount <0 ???\n");
             if (count == 0) {
                 takeFromOwned(t, m);

@@ -88,7 +88,10 @@ extern DlThread* dlThreadList;
 
 /// Guards every field of both records except the real lock. Constant-initialised, so locks work
 /// before `main`.
-extern pthread_mutex_t dlTableLock;
+extern pthread_mutex_t& dlTableLock;
+
+/// The calling thread's record; null before its first use of a lock. Set by this layer alone.
+extern constinit thread_local DlThread* dl_own_record;
 
 /// A `printf`-shaped function for all text of this layer. Runs with dlTableLock held, so a Mutex
 /// that it takes must be taken nowhere else: another thread needs dlTableLock to give it back, and
@@ -113,6 +116,36 @@ int dlMutexInit(DlMutex* m, const pthread_mutexattr_t* attribute, const char* na
 /// the print function during a report only waits. The search takes at most as many steps as there
 /// are thread records, so it also ends when it meets an older dead-lock of other threads.
 int dlMutexLock(DlMutex* m);
+
+/// Changes the count and gives its new value. One writer at a time: the owner, or whoever holds
+/// dlTableLock over a lock that is being got.
+inline std::int32_t dlAddToCount(DlMutex* m, std::int32_t step) {
+    const std::int32_t count = m->count.load(std::memory_order_relaxed) + step;
+    m->count.store(count, std::memory_order_relaxed);
+    return count;
+}
+
+/// Whether the calling thread owns `m`. Only the thread itself makes itself the owner, so this
+/// needs no dlTableLock.
+inline bool dlOwns(const DlMutex* m) {
+    DlThread* const owner = m->owner.load(std::memory_order_relaxed);
+    return owner && owner == dl_own_record;
+}
+
+/// The short way of dlMutexLock and dlMutexUnlock for a lock that the calling thread owns: one hold
+/// more, and one less of two or more. It touches no table.
+inline int dlMutexLockAgain(DlMutex* m) {
+    const int code = pthread_mutex_lock(&m->real_lock);
+    if (code == 0) dlAddToCount(m, 1);
+    return code;
+}
+inline bool dlHoldsTwice(const DlMutex* m) {
+    return dlOwns(m) && m->count.load(std::memory_order_relaxed) > 1;
+}
+inline int dlMutexUnlockOnce(DlMutex* m) {
+    dlAddToCount(m, -1);
+    return pthread_mutex_unlock(&m->real_lock);
+}
 
 /// Takes `m` like dlMutexLock and *waits* like it: not a test. It leaves no trace while it waits,
 /// so a dead-lock through it isn't seen.

@@ -4,7 +4,6 @@
 #include <cstdio>
 #include <cstring>
 #include <iterator>
-#include <memory>
 #include <mutex>
 
 #include "util/i_os_table.h"
@@ -43,8 +42,13 @@ std::uint32_t ownId() {
     return id;
 }
 
-void report(short family, const char* operation, int code) {
-    if (code != 0) ErrorIpc(family, "i_os", operation, code);
+[[gnu::cold, gnu::noinline]] void reportFailure(short family, const char* operation, int code) {
+    ErrorIpc(family, "i_os", operation, code);
+}
+
+inline void report(short family, const char* operation, int code) {
+    if (code != 0) [[unlikely]]
+        reportFailure(family, operation, code);
 }
 
 const char* fileTail(const char* file) {
@@ -81,27 +85,31 @@ OwnerNotes copyNotes(const Mutex* m) {
 }
 
 // After a take: who holds it now. The call stack is that of the first of several takes.
-void writeNotes(Mutex* m, const char* file, int line, std::unique_ptr<char[]> call_stack) {
-    const std::lock_guard guard(notes_guard);
-    std::snprintf(m->owner_text, sizeof m->owner_text, "%s %d", fileTail(file), line);
-    if (call_stack) m->call_stack = call_stack.release();
+[[gnu::cold, gnu::noinline]] void writeNotes(Mutex* m, const char* file, int line,
+                                             char* call_stack) {
+    {
+        const std::lock_guard guard(notes_guard);
+        std::snprintf(m->owner_text, sizeof m->owner_text, "%s %d", fileTail(file), line);
+        if (call_stack) m->call_stack = call_stack;
+    }
+    setThreadWaitNote(nullptr, -1);
+}
+
+[[gnu::cold, gnu::noinline]] char* newCallStackText() {
+    return new char[kCallStackText]{};
 }
 
 // Inlined, so that the call stack begins in the public operation.
 [[gnu::always_inline]] inline void noteTaken(Mutex* m, const char* file, int line) {
-    std::unique_ptr<char[]> call_stack;
+    char* call_stack = nullptr;
     if (!m->call_stack) {
-        call_stack = std::make_unique<char[]>(kCallStackText);
-        tracebackToBuffer(call_stack.get(), kCallStackText, kCallStackFrames);
+        call_stack = newCallStackText();
+        tracebackToBuffer(call_stack, kCallStackText, kCallStackFrames);
     }
-    writeNotes(m, file, line, std::move(call_stack));
-    setThreadWaitNote(nullptr, -1);
+    writeNotes(m, file, line, call_stack);
 }
 
-// A Mutex with an owner text has a call-stack text too, so without one there is nothing to clear.
-void clearNotes(Mutex* m) {
-    if (!m->call_stack.load(std::memory_order_relaxed)) [[likely]]
-        return;
+[[gnu::cold, gnu::noinline]] void clearNotes(Mutex* m) {
     const std::lock_guard guard(notes_guard);
     m->owner_text[0] = '\0';
     delete[] m->call_stack.exchange(nullptr);
@@ -125,11 +133,10 @@ void mutexInit(Mutex** out, const char* name) {
     if (!m) return -1;
     if (notesOn() && !std::strstr(file, kNoNoteFrom)) [[unlikely]]
         noteWait(m, "get", file, line);
-    const int code = dlMutexLock(&m->lock_record);
-    if (code != 0) {
-        report(kGetFamily, "mutexGet", code);
-        return code;
-    }
+    DlMutex* const lock = &m->lock_record;
+    const int code = dlOwns(lock) ? dlMutexLockAgain(lock) : dlMutexLock(lock);
+    report(kGetFamily, "mutexGet", code);
+    if (code != 0) return code;
     if (notesOn()) [[unlikely]]
         noteTaken(m, file, line);
     m->owner_id.store(ownId(), std::memory_order_relaxed);
@@ -150,8 +157,11 @@ short mutexTry(Mutex* m, const char* file, int line) {
 int mutexRel(Mutex* m) {
     if (!m) return -1;
     m->owner_id.store(kNobody, std::memory_order_relaxed);
-    clearNotes(m);
-    const int code = dlMutexUnlock(&m->lock_record);
+    // A Mutex with an owner text has a call-stack text too.
+    if (m->call_stack.load(std::memory_order_relaxed)) [[unlikely]]
+        clearNotes(m);
+    DlMutex* const lock = &m->lock_record;
+    const int code = dlHoldsTwice(lock) ? dlMutexUnlockOnce(lock) : dlMutexUnlock(lock);
     report(kRelFamily, "mutexRel", code);
     return code;
 }
