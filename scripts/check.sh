@@ -16,6 +16,7 @@
 #   badline     console and simulator over a line that loses, delays, repeats and cuts
 #   faults      the programs while calls of the system fail, fall short or are interrupted, and under
 #               load, with and without sanitizers
+#   locks       random rings of locks for some seconds: each is told, and nothing else
 #   recipes     what docs/recipes.md tells works, and every option of tools/zor
 #   docs        the API reference builds without a warning, and each declaration has a text
 #   shell       shellcheck without a finding in the scripts, the tools and the completions
@@ -126,6 +127,15 @@ check_faults() {
     done
 }
 
+check_locks() {
+    need "${packages_build[@]}"
+    local preset
+    for preset in dev tsan; do
+        build "$preset" lockstress
+        "build/$preset/lockstress" 4
+    done
+}
+
 check_recipes() {
     scripts/try_recipes.sh
     scripts/try_zor.sh
@@ -153,7 +163,7 @@ if [ $# -gt 1 ]; then
 fi
 [ ${#steps[@]} -gt 0 ] ||
     steps=(format shell static asan fuzz tsan powerpc tidy valgrind consumer wireshark badline faults
-           recipes docs)
+           locks recipes docs)
 for step in "${steps[@]}"; do
     if [ ${#filters[@]} -gt 0 ] && [[ ! $step =~ ^(asan|tsan|powerpc|tidy)$ ]]; then
         echo "step $step takes no filter" >&2

@@ -9,6 +9,7 @@
 #   valgrind    the programs through a session under valgrind
 #   fuzz        each fuzz target for FUZZ_RUNS executions (10,000,000, as far as the time goes), and
 #               the lines of the readers that all inputs reach
+#   locks       random rings of locks, ten minutes on each machine
 # SOAK_MINUTES bounds the whole (120); what doesn't fit any more is told, and is a failure.
 set -euo pipefail
 . "$(dirname "$0")/lib.sh"
@@ -56,10 +57,18 @@ soak_fuzz() {
     scripts/fuzz_coverage.sh build/corpus
 }
 
+soak_locks() {
+    need "${packages_build[@]}" g++-powerpc-linux-gnu qemu-user
+    build dev lockstress
+    build powerpc lockstress
+    bounded build/dev/lockstress 600
+    bounded qemu-ppc -L /usr/powerpc-linux-gnu build/powerpc/lockstress 600
+}
+
 # bounded COMMAND...: runs it for what is left of the time.
 bounded() { timeout --foreground $((limit - SECONDS)) "$@"; }
 
-[ $# -gt 0 ] || set -- badline faults load reconnects valgrind fuzz
+[ $# -gt 0 ] || set -- badline faults load locks reconnects valgrind fuzz
 for part in "$@"; do
     declare -F "soak_$part" >/dev/null || { echo "no such part: $part (see the head of $0)" >&2; exit 2; }
 done
