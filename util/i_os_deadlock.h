@@ -132,16 +132,20 @@ inline bool dlOwns(const DlMutex* m) {
     return owner && owner == dl_own_record;
 }
 
-/// The short way of dlMutexLock and dlMutexUnlock for a lock that the calling thread owns: one hold
-/// more, and one less of two or more. It touches no table.
+/// The short way of dlMutexLock for a lock that the calling thread owns: one hold more. It touches
+/// no table.
 inline int dlMutexLockAgain(DlMutex* m) {
     const int code = pthread_mutex_lock(&m->real_lock);
     if (code == 0) dlAddToCount(m, 1);
     return code;
 }
+
+/// Whether the calling thread holds `m` more than once, so that a release leaves it held.
 inline bool dlHoldsTwice(const DlMutex* m) {
     return dlOwns(m) && m->count.load(std::memory_order_relaxed) > 1;
 }
+
+/// The short way of dlMutexUnlock for such a lock: one hold less. It touches no table.
 inline int dlMutexUnlockOnce(DlMutex* m) {
     dlAddToCount(m, -1);
     return pthread_mutex_unlock(&m->real_lock);

@@ -21,10 +21,11 @@
 /// dlTableLock with what the contending threads tell each other. All on one cache line: who looks
 /// at a flag and finds the way free has the lock's line too, before another can get it back.
 struct alignas(64) DlTable {
-    pthread_mutex_t lock;
+    pthread_mutex_t lock;       ///< dlTableLock itself
     std::atomic<bool> in_use;   ///< a thread is in the tables
     std::atomic<bool> claimed;  ///< a thread goes in next
 };
+/// The one of the process.
 extern constinit DlTable dl_table;
 
 // All in pauses of the processor, 10 to 40 ns each.
@@ -37,7 +38,7 @@ void dlPause(int pauses);
 /// Takes dlTableLock when others are at it.
 void dlLockBusyTable();
 
-/// Takes and gives back dlTableLock.
+/// Takes dlTableLock.
 inline void dlLockTable() {
     if (dl_table.in_use.load(std::memory_order_relaxed) ||
         dl_table.claimed.load(std::memory_order_relaxed)) [[unlikely]]
@@ -45,6 +46,8 @@ inline void dlLockTable() {
     pthread_mutex_lock(&dl_table.lock);
     dl_table.in_use.store(true, std::memory_order_relaxed);
 }
+
+/// Gives dlTableLock back.
 inline void dlUnlockTable() {
     dl_table.in_use.store(false, std::memory_order_relaxed);
     pthread_mutex_unlock(&dl_table.lock);
