@@ -80,7 +80,7 @@ void tellPort(int fd, std::int32_t port) {
 }
 
 void serveZor(int port_to) {
-    std::freopen("/dev/null", "w", stdout);  // its log
+    require(std::freopen("/dev/null", "w", stdout) != nullptr, "log");
     SimSettings settings;
     settings.port = 0;
     settings.consoles = kMostConsoles;
