@@ -69,10 +69,7 @@ class TraceLine : public CharString {
         return pair(name, number);
     }
 
-    void emit() {
-        len = static_cast<std::uint32_t>(text.size());
-        traceEmit(*this);
-    }
+    void emit() { traceEmit(refreshed()); }
 
     void endAndEmit() {
         text.push_back('\n');

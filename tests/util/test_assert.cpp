@@ -5,6 +5,7 @@
 #include "util/i_assert.h"
 
 TEST(AssertDeathTest, ReportsExpressionPlaceAndListThenAborts) {
+    std::setvbuf(stderr, nullptr, _IOFBF, BUFSIZ);
     EXPECT_EXIT(assertionFailed("n > 0", "util/i_os", 7), testing::KilledBySignal(SIGABRT),
                 "^Assertion <n > 0> failed:\nfile \"util/i_os\", line 7\n");
     EXPECT_EXIT(assertionFailed("p", "util/l_univ", 9, "calls"), testing::KilledBySignal(SIGABRT),

@@ -22,13 +22,12 @@ struct File : testing::Test {
     std::string name = "f";
     std::int32_t size = 99;
 
-    // What the file reads as into a buffer, or "null".
+    // What the file reads as into a buffer or as a text, or "null".
     std::string read(std::int32_t maximum, short checksum) {
         const std::unique_ptr<char[]> buffer(
             CreateBufFromFile(name.c_str(), 1, &size, maximum, checksum));
         return buffer ? std::string(buffer.get(), static_cast<std::size_t>(size)) : "null";
     }
-    // The same as a text.
     std::string readWhole(short quick) const {
         const std::unique_ptr<char[]> text(ReadWholeFile(name.c_str(), quick));
         return text ? text.get() : "null";
@@ -83,14 +82,16 @@ TEST_F(File, AListedFileHasADescriptionWithAByteFormAndALine) {
 
 TEST_F(File, WhatFailsIsTold) {
     scratch.write("f", "");
+    l_univ numbers("numbers", t_int);
+    get_list_files(".", "f", numbers);
     ASSERT_EQ(symlink("nowhere", "gone"), 0);
-    l_univ list;
-    get_list_files(".", "g", list);
-    get_list_files("none", "", list);
+    get_list_files(".", "g", numbers);
+    get_list_files("none", "", numbers);
     RemoveOneFile("f");
     RemoveOneFile("none");
     EXPECT_EQ(OpenOrCreateFile(".", "a"), nullptr);
     EXPECT_EQ(trace.all(),
+              "numbers l_univ: put_right denied: index 0, count 0, id_type -3, v->id_type -18\n"
               "@get_list_files: error in stat 2 gone -1\n"
               "@get_list_files: ERROR: Could not open directory 2 none -1\n"
               "@RemoveOneFile: errno, file 2 none 0\n"
@@ -138,9 +139,11 @@ TEST_F(File, CofstreamSavesPieceByPiece) {
     EXPECT_EQ(log->save(), 1);
     EXPECT_EQ(scratch.read("f"), "one 1\0"s);
     EXPECT_EQ(log->close(), 1);
+    std::filesystem::remove("f");
+    scratch.write("f", "new, ");
     *log << "two";
     log.reset();
-    EXPECT_EQ(scratch.read("f"), "one 1\0two"s);
+    EXPECT_EQ(scratch.read("f"), "new, two");
 }
 
 TEST_F(File, CofstreamKeepsItsTextUntilTheFileOpens) {

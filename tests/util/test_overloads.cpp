@@ -14,9 +14,7 @@ enum class Scoped { kScoped };
 template <typename Operation, typename... Types>
 constexpr char kMarks[] = {(std::is_invocable_v<Operation, Types&> ? 'x' : '-')..., '\0'};
 
-/// An "x" for each type that is taken: bool, char, signed char, unsigned char | short, unsigned
-/// short | int, unsigned | long, unsigned long | long long, unsigned long long | float, double |
-/// the three enums.
+/// An "x" for each of the types that is taken, in their order here.
 template <typename Operation>
 constexpr std::string_view row(Operation) {
     return kMarks<Operation, bool, char, signed char, unsigned char, short, unsigned short, int,

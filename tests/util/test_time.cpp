@@ -8,14 +8,13 @@
 static int years_more = 0;  // below 0 a moment has no local form
 static int conversions = 0;
 
-// Stands before the C library's, for years that `time_t` can't tell on every machine. Where the
-// machine stands doesn't count.
+// Stands before the C library's, for years beyond `time_t`, wherever the machine stands.
 extern "C" std::tm* localtime(const std::time_t* moment) noexcept {
     static std::tm local;
     EXPECT_EQ(systemMutex()->owner_id, threadId());
     ++conversions;
     tzset();
-    std::getenv("TZ") ? localtime_r(moment, &local) : gmtime_r(moment, &local);
+    (std::getenv("TZ") ? localtime_r : gmtime_r)(moment, &local);
     local.tm_year += years_more;
     return years_more < 0 ? nullptr : &local;
 }
@@ -32,7 +31,6 @@ TEST(Time, FollowsTheClockAndTheZoneAndReadsYearsAsTwoDigits) {
     const std::string too_long = std::string(62, 'Z') + "-6";  // to be remembered
     const std::tuple<std::string, std::time_t, int, int, const char*> cases[] = {
         // zone, second, years more, microsecond, date
-        {"UTC0", 946684799, 0, 0, "(1999, 12, 31, 23, 59, 59, 0)"},
         {"UTC0", 946684800, 0, 999'000, "(2000, 1, 1, 0, 0, 0, 999)"},
         {"ABC-3", 946684800, 0, -1, "(2000, 1, 1, 3, 0, 0, 0)"},
         {"", 946684800, 0, 0, "(2000, 1, 1, 0, 0, 0, 0)"},
@@ -44,7 +42,8 @@ TEST(Time, FollowsTheClockAndTheZoneAndReadsYearsAsTwoDigits) {
         {"UTC0", 3, 1830, 0, "(1900, 1, 1, 0, 0, 3, 0)"},
         {"UTC0", 4, -1, 0, "(2000, 1, 0, 0, 0, 0, 0)"}};
     for (const auto& [zone, second, years, fine, expected] : cases) {
-        zone.empty() ? unsetenv("TZ") : setenv("TZ", zone.c_str(), 1);
+        setenv("TZ", zone.c_str(), 1);
+        if (zone.empty()) unsetenv("TZ");
         now = second;
         years_more = years;
         microsecond = fine;
