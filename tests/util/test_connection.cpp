@@ -45,9 +45,9 @@ TEST(ConnectionTest, ABlockEndsAtAGapTooLongUnlessItsLimitIsPast) {
         line.near.SetNonBlocking();
         line.feed("123");
         on_pause = [&line](long) { line.hangUp(); };  // a read without a wait before it has failed
-        on_clock = [&, now = -seconds]() mutable {
-            if (now == 0) line.feed(more);
-            return now += seconds;
+        on_clock = [&line, now = -seconds, step = seconds, late = more]() mutable {
+            if (now == 0) line.feed(late);
+            return now += step;
         };
         char buffer[10];
         std::int32_t got = 77;
