@@ -1,5 +1,3 @@
-#include <optional>
-
 #include "console.h"
 #include "support/console_process.h"
 
@@ -9,25 +7,25 @@ TEST(Input, LinesGoToTheServerAndKelChangesTheTarget) {
     Session session;
     int kel = -1;
     const std::string long_line(1500, 'y');
-    // What is typed, the target that it chooses, and the texts that go out.
-    const std::tuple<std::string, std::optional<int>, Words> rows[] = {
-        {"kelKEL9\n", {}, {"kelKEL9\n"}},
+    // What is typed, the target from then on, and the texts that go out.
+    const std::tuple<std::string, int, Words> rows[] = {
+        {"kelKEL9\n", -1, {"kelKEL9\n"}},
         {"abKEL99999999999\n", -6145, {}},
         {"KEL\n", 0, {}},
-        {std::string("a\0b\n", 4), {}, {"a"}},
-        {std::string("\0KEL1\n", 6), {}, {""}},
-        {long_line + "\n", {}, {long_line.substr(0, 1023), long_line.substr(1023) + "\n"}},
-        {"abc>> x\n", {}, {"abc>> x\n"}},
+        {std::string("a\0b\n", 4), 0, {"a"}},
+        {std::string("\0KEL1\n", 6), 0, {""}},
+        {long_line + "\n", 0, {long_line.substr(0, 1023), long_line.substr(1023) + "\n"}},
+        {"abc>> x\n", 0, {"abc>> x\n"}},
         {">>KEL-1\n", -1, {}},
     };
     for (const auto& [typed, target, texts] : rows) {
         session.console.type(typed);
         for (const std::string& line : texts) session.link.expectText(line, kel);
-        if (!target) continue;
-        session.link.expect(frame(10, 7, kel) + frame(10, 6, *target));
-        session.console.expect("write set_client: nbe= 132\n\nkel_id = " + std::to_string(*target) +
+        if (target == kel) continue;
+        session.link.expect(frame(10, 7, kel) + frame(10, 6, target));
+        session.console.expect("write set_client: nbe= 132\n\nkel_id = " + std::to_string(target) +
                                "\nwrite set_client: nbe= 132\n");
-        kel = *target;
+        kel = target;
     }
 }
 

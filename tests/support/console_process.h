@@ -36,7 +36,6 @@ class ConsoleProcess {
         for (const int fd : theirs) close(fd);
     }
     ConsoleProcess(const ConsoleProcess&) = delete;
-    ConsoleProcess& operator=(const ConsoleProcess&) = delete;
 
     /// Nothing but a signal ends a console, and a healthy one has no complaint.
     ~ConsoleProcess() {

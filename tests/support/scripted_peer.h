@@ -99,7 +99,6 @@ class Peer {
         port = std::to_string(ntohs(place.sin_port));
     }
     Peer(const Peer&) = delete;
-    Peer& operator=(const Peer&) = delete;
     ~Peer() { close(fd_); }
 
     void listen() { EXPECT_EQ(::listen(fd_, 16), 0); }
