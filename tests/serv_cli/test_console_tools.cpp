@@ -102,8 +102,7 @@ TEST(ConsoleTools, ShowsWhatWasPrintedBeforeItWaitsForTheOperator) {
     console_clear();
     const short ready = client_input_ready(&kLocal);
     client_printf(kLocal, "key? ");
-    const int key = client_getc(&kLocal);
-    client_printf(kLocal, "%d? ", key);
+    client_printf(kLocal, "%d? ", client_getc(&kLocal));
     const int next_key = read_key();
     client_ask(&kLocal, "%% of it: ", &answer);
     fclose(std::exchange(stdout, own_output));

@@ -64,15 +64,13 @@ TEST(Optional, ASizedTextIsCutAndConsumedToItsEnd) {
 TEST(Optional, ATextWithoutMemoryIsAbsentAndPassedOver) {
     char wire[] = "\1sized\0\1other\0new";
     char* cursor = wire;
-    char* sized = wire;
-    char* other = wire;
+    char* texts[] = {wire, wire, wire};
     memory_is_out = true;
-    GetOptTextSized(&sized, &cursor, 9);
-    GetOptText(&other, &cursor, nullptr);
-    EXPECT_EQ(GetNewText(&other, &cursor, nullptr), 0);
+    GetOptTextSized(&texts[0], &cursor, 9);
+    GetOptText(&texts[1], &cursor, nullptr);
+    EXPECT_EQ(GetNewText(&texts[2], &cursor, nullptr), 0);
     memory_is_out = false;
-    EXPECT_EQ(sized, nullptr);
-    EXPECT_EQ(other, nullptr);
+    for (const char* const text : texts) EXPECT_EQ(text, nullptr);
     EXPECT_EQ(cursor, wire + sizeof wire);
 }
 

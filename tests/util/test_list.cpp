@@ -89,7 +89,6 @@ TEST_F(ListTest, ScenesOfTheListEndAsTheyShould) {
     } rows[] = {
         {kEmpty, [](l_univ& l) { l.start(); }, "@0"},
         {4, [](l_univ& l) { l.start(); }, "123@1"},
-        {kEmpty, [](l_univ& l) { l.finish(); }, "@0"},
         {0, [](l_univ& l) { l.finish(); }, "123@3"},
         {kEmpty, [](l_univ& l) { l.forth(); }, "@0",
          "tape l_univ: forth impossible, list empty!\n"},
