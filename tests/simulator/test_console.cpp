@@ -163,6 +163,9 @@ TEST_F(Console, AnswersEachCommand) {
         {"history 7", "zor_sim: no line \"7\"; lines lists them\\./"},
         {"agents", "Marin Eva    line 200   LoggedOut/Novak Petr   line 201   .*Kari.*Hugo.*/"},
         {"events 201", "zor_sim: a number from 1 to 200 is needed here\\./"},
+        {"voicemail", "no message/"},
+        {"trace", "zor_sim: trace on, or trace off\\./"},
+        {"trace off", "zor_sim: trace off\\./"},
         {"filter COSTA L", "202   Costa Lia    Free               -Priv. Phone /"},
         {"filter 0", "200 .*/201 .*/202 .*/"},
         {"filter zzz", "no line holds that/"},
@@ -270,6 +273,13 @@ TEST(Settings, AreReadOrTheWrongWordIsNamed) {
     EXPECT_EQ(read({"--pace", "9"}, &settings),
               "--pace needs a number from 10 to 60000, not \"9\"");
     EXPECT_EQ(read({"--unread"}, &settings), "--unread needs a number from 1 to 3600, not \"\"");
+}
+
+TEST(Settings, StandInTheUsageWithTheirBounds) {
+    EXPECT_THAT(simUsage(), HasSubstr("[--unread N] [--open]"));
+    EXPECT_THAT(simUsage(), HasSubstr("\n  --pace N     ms between two moves of the telephony; "
+                                      "10 to 60000, else 700\n"));
+    EXPECT_THAT(simUsage(), HasSubstr("\n  --open       take consoles of other machines too\n"));
 }
 
 TEST(Peer, OfThisMachineIsKnown) {
