@@ -126,7 +126,6 @@ class RingTest : public testing::Test {
         pthread_mutex_unlock(&m->lock_record.real_lock);
         m->lock_record.count = 1;
     }
-    static auto reports() { return std::ranges::count(printed, '!') / 3; }
 
     Standing neighbour{1};
     Locks locks{4};
@@ -191,7 +190,7 @@ TEST_F(RingTest, TakesOfTheFatalFunctionTellNewRingsAndNoToldOne) {
     };
     ask(wanted);
     EXPECT_EQ(calls, 3);
-    EXPECT_EQ(reports(), 3) << printed;
+    EXPECT_EQ(std::ranges::count(printed, '!'), 3 * 3) << "three reports: " << printed;
 }
 
 TEST_F(RingTest, ASearchThatMeetsAnOlderRingOfOthersEnds) {
@@ -225,7 +224,6 @@ TEST_F(RingTest, WaitersNameTheOwnerOfTheMoment) {
     get(free);
     EXPECT_THAT(owners(), testing::Each(self));
     EXPECT_EQ(free->lock_record.first_attempt, &second) << "the attempt has ended";
-    EXPECT_EQ(printed, "");
 }
 
 TEST_F(RingTest, AStrangersReleaseOrADamagedRecordIsToldAndStopsNothing) {

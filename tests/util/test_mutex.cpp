@@ -252,7 +252,7 @@ TEST_F(LockTest, AGateMayBeDestroyedUnderWhoWaits) {
     EXPECT_EQ(gateWait(&gate), 0);
 }
 
-TEST(Traceback, BeginsWithTheCallerAndStopsAtTheLimitOrWhereTheChainTurnsBack) {
+TEST(Traceback, BeginsWithTheCallerAndStopsAtTheLimit) {
     const std::string caller = testing::PrintToString(__builtin_return_address(0));
     const std::string end =
         "End traceback thread " + std::to_string(threadId()) + ", nb recurence ";
@@ -263,20 +263,12 @@ TEST(Traceback, BeginsWithTheCallerAndStopsAtTheLimitOrWhereTheChainTurnsBack) {
     tracebackToBuffer(two, 0, 2);
     EXPECT_THAT(std::string(two), MatchesRegex("0 pc:0x[0-9a-f]{8,16}\n1 pc:" + caller + "\n" +
                                                end + "[12] stack size 0 \n"));
-    char bent[256] = "";
-    const auto record = static_cast<volatile void**>(__builtin_frame_address(0));
-    volatile void* const link = std::exchange(record[0], record);
-    tracebackToBuffer(bent, 0, 9);
-    record[0] = link;
-    EXPECT_THAT(std::string(bent),
-                MatchesRegex("0 pc:.*\n(1 pc:.*\n)?" + end + "1 stack size .*\n"));
 }
 
 TEST(Traceback, ShowsTwentyFramesToTheTrace) {
     const CapturedTrace trace;
     below(30, tracebackToTrace);
-    EXPECT_THAT(trace.lines().at(20),
-                MatchesRegex("@End .*, nb recurence 20 stack size [0-9]+ .*\n"));
+    EXPECT_THAT(trace.lines().at(20), testing::HasSubstr(", nb recurence 20 stack size "));
 }
 
 }  // namespace

@@ -99,10 +99,8 @@ TEST(Thread, StartsDetachedWithTheFixedStackAndReportsWhatFails) {
     while (seen == 0) std::this_thread::yield();
     EXPECT_EQ(seen, id);
     EXPECT_EQ(asked_size, 2097152U);
-    const std::string before = listing();
     forced_size = SIZE_MAX - (std::size_t{1} << 26) + 1;  // no machine has such a stack
     EXPECT_EQ(threadCreate("none", looksAtItself, 0, 0, &seen, 0), 0U);
-    EXPECT_EQ(listing(), before);
     forced_size = 0;
     errorIpcHandler = nullptr;
     EXPECT_EQ(trace.all(), "11 i_os threadSetStacksize 22;11 i_os threadCreate 11;");
