@@ -35,7 +35,7 @@ soak_load() {
     bounded scripts/try_load.py crowd build/release --consoles 1000
     need g++-powerpc-linux-gnu qemu-user
     build powerpc zor_sim
-    bounded scripts/try_load.py crowd build/powerpc --consoles 200 --each 200 \
+    bounded scripts/try_load.py crowd build/powerpc --consoles 200 --each 400 \
         --under "qemu-ppc -L /usr/powerpc-linux-gnu"
 }
 
