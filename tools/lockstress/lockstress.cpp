@@ -31,7 +31,7 @@ using Clock = std::chrono::steady_clock;
 
 constexpr char SOURCE_MODULE[] = "tools/lockstress";
 constexpr unsigned kMostThreads = 16;
-constexpr unsigned kLocksPerThread = 3;  // at most: all locks are bits of one word
+constexpr unsigned kLocksPerThread = 2;  // at most: all locks are bits of a word of both machines
 constexpr unsigned kDeepest = 5;         // holds of one thread
 constexpr int kNobody = -1;
 constexpr std::chrono::milliseconds kRound{300};  // then other threads walk among other locks
@@ -42,7 +42,7 @@ constexpr std::chrono::seconds kStandstill{30};   // so long without a step: it 
 // `wanted` from before an attempt till behind it, `held` from behind a take till behind its
 // release. So whatever the layer may call a ring is one here too.
 struct Walker {
-    std::atomic<std::uint64_t> held{0};  // a bit for each lock
+    std::atomic<std::uint32_t> held{0};  // a bit for each lock
     std::atomic<int> wanted{kNobody};
     std::atomic<unsigned> steps{0};
     std::atomic<bool> at_home{false};  // its walk is over
@@ -62,14 +62,14 @@ unsigned seed = 1;
     _exit(1);
 }
 
-std::uint64_t bitOf(int number) {
-    return std::uint64_t{1} << number;
+std::uint32_t bitOf(int number) {
+    return std::uint32_t{1} << number;
 }
 
 // The threads that hold what the threads of `waiting` want, a bit for each.
-std::uint64_t holdersFor(std::uint64_t waiting) {
-    std::uint64_t wanted = 0;
-    std::uint64_t holders = 0;
+std::uint32_t holdersFor(std::uint32_t waiting) {
+    std::uint32_t wanted = 0;
+    std::uint32_t holders = 0;
     for (int w = 0; w < static_cast<int>(kMostThreads); ++w) {
         const int lock = walkers[w].wanted;
         if ((waiting & bitOf(w)) && lock != kNobody) wanted |= bitOf(lock);
@@ -82,7 +82,7 @@ std::uint64_t holdersFor(std::uint64_t waiting) {
 
 // The number of threads in the shortest ring through `walker`; 0 if there is none.
 int ringThrough(int walker) {
-    std::uint64_t reached = bitOf(walker);
+    std::uint32_t reached = bitOf(walker);
     for (int length = 1; length <= static_cast<int>(kMostThreads); ++length) {
         reached = holdersFor(reached);
         if (reached & bitOf(walker)) return length;
