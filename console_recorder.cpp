@@ -48,17 +48,18 @@ Recorder::~Recorder() {
     mutexDestroy(mutex_);
 }
 
+// Opening may take its time on a remote disk, so it is done without the lock, and the earlier file
+// goes on until then: no text falls between the two. They may be one and the same, so the new one
+// is emptied only when it takes over.
 void Recorder::open(const char* name) {
-    {
-        const MutexHold hold(mutex_, SOURCE_MODULE, __LINE__);
-        take(nullptr);
-    }
-    // Without the lock, because opening may take its time on a remote disk.
     File file = std::strlen(name) < kNameSize ? openNew(name) : nullptr;
     const bool opened = file != nullptr;
     {
         const MutexHold hold(mutex_, SOURCE_MODULE, __LINE__);
-        if (opened) name_ = name;
+        if (opened) {
+            name_ = name;
+            empty(file.get());
+        }
         fault_told_ = false;
         take(std::move(file));
     }
@@ -76,16 +77,21 @@ void Recorder::record(std::string_view text, std::string_view shown) {
     show(notice);
 }
 
-/// Makes or truncates the file `name`. A named pipe whose other end nobody reads is refused at
+/// Makes or opens the file `name`. A named pipe whose other end nobody reads is refused at
 /// once; one that is read takes texts at its reader's pace, like any file.
 Recorder::File Recorder::openNew(const char* name) {
     constexpr mode_t kForAll = 0666;  // less what the umask takes away
-    const int fd = ::open(name, O_WRONLY | O_CREAT | O_TRUNC | O_NONBLOCK | O_CLOEXEC, kForAll);
+    const int fd = ::open(name, O_WRONLY | O_CREAT | O_NONBLOCK | O_CLOEXEC, kForAll);
     if (fd < 0) return nullptr;
     ::fcntl(fd, F_SETFL, 0);
     File file = unbuffered(::fdopen(fd, "w"));
     if (!file) ::close(fd);
     return file;
+}
+
+/// A pipe or a device has nothing to empty, and refuses.
+void Recorder::empty(std::FILE* file) {
+    [[maybe_unused]] const int refused = ::ftruncate(::fileno(file), 0);
 }
 
 /// What a full disk refuses is lost, and not written again later, out of its place.

@@ -28,7 +28,8 @@ class Recorder {
     /// Says on standard output how that went: "file %s is opened to record", or "error opening %s
     /// to write\n", also for a name of 80 bytes or more and for a named pipe that nobody reads;
     /// then nothing is recorded. All text that the screen shows behind the first of these is in the
-    /// file. Waits for a text that the screen is just taking. Operator's thread.
+    /// file, and until then it is in the earlier one. Waits for a text that the screen is just
+    /// taking. Operator's thread.
     void open(const char* name);
 
     /// Adds `text` to the recording, if there is one, and then puts `shown` on standard output. A
@@ -51,6 +52,7 @@ class Recorder {
     using File = std::unique_ptr<std::FILE, CloseFile>;
 
     static File openNew(const char* name);
+    static void empty(std::FILE* file);
     static File unbuffered(std::FILE* file);
     std::string startOver();
     void write(std::string_view text);
