@@ -1,6 +1,10 @@
 #include <fcntl.h>
 #include <sys/resource.h>
 #include <sys/stat.h>
+#include <sys/syscall.h>
+#include <unistd.h>
+
+#include <functional>
 
 #include "console_receiver.h"
 #include "support/feed.h"
@@ -11,6 +15,13 @@ using testing::internal::CaptureStdout;
 using testing::internal::GetCapturedStdout;
 
 const std::string kEnd = "cnx not ok!\nserver disconnected!\n";
+
+static std::function<void()> while_opening;  // once, in the next opening of a file
+
+extern "C" int open(const char* name, int flags, ...) {
+    if (while_opening) std::exchange(while_opening, nullptr)();
+    return static_cast<int>(syscall(SYS_openat, AT_FDCWD, name, flags, 0600));
+}
 
 class ReceiverTest : public testing::Test {
   protected:
@@ -126,6 +137,19 @@ TEST_F(ReceiverTest, StopsRecordingWhenAFullFileIsGone) {
               "last\n\n......  FILE " + path_ + " IS FULL ...... REWINDING !!!\nerror opening " +
                   path_ + " to write\nlost" + kEnd);
     EXPECT_EQ(receive(packFrame("on")), "on" + kEnd);
+}
+
+TEST_F(ReceiverTest, LeavesNoTextBetweenTwoRecordings) {
+    open(path_);
+    while_opening = [this] { recorder_.record("between", ""); };
+    open(scratch_.path("next"));
+    recorder_.record("behind", "");
+    EXPECT_EQ(recorded(), "between");
+    EXPECT_EQ(scratch_.read("next"), "behind");
+    while_opening = [this] { recorder_.record(" and more", ""); };
+    open(scratch_.path("next"));  // emptied when it takes over, and not before
+    recorder_.record("anew", "");
+    EXPECT_EQ(scratch_.read("next"), "anew");
 }
 
 TEST_F(ReceiverTest, EndsARecordingWhoseSuccessorCannotBeOpened) {
