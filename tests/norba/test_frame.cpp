@@ -1,5 +1,7 @@
 #include <gtest/gtest.h>
 
+#include <functional>
+
 #include "norba/i_msg.h"
 
 using namespace std::string_literals;
@@ -41,6 +43,8 @@ TEST(FrameTest, ReadsEveryFieldFromTheWireAndWritesItBack) {
     MsgHeader header;
     std::memcpy(header.wire(), (wire + std::string(104, 't')).data(), 132);
     ASSERT_EQ(header.ReadHeader(), 1);
+    EXPECT_EQ(header.type(), 0x0201);
+    EXPECT_EQ(header.op(), 0x0403);
     EXPECT_EQ(header.lg(), 0x08070605);
     EXPECT_EQ(header.kelId(), 0x100F);
     EXPECT_EQ(header.pair().second, 0x1413);
@@ -60,6 +64,22 @@ TEST(FrameTest, ReadsEveryFieldFromTheWireAndWritesItBack) {
     EXPECT_EQ(image(frame).substr(28), "sh\0rt"s + std::string(98, 'x') + '\0');
     std::memcpy(header.wire(), "\x89", 1);
     EXPECT_EQ(header.ReadHeader(), 0);
+}
+
+TEST(FrameTest, TellsByItsTypeThatItHasChangedSinceSerialise) {
+    MsgToSend frame(6);
+    EXPECT_EQ(frame.capacity(), 6u);
+    const std::function<void()> changes[] = {
+        [&] { frame.setType(10); },
+        [&] { frame.setOp(5); },
+        [&] { frame.setLg(0); },
+        [&] { frame.setHeader(MsgHeader()); },
+    };
+    for (const auto& change : changes) {
+        frame.Serialise();
+        change();
+        EXPECT_EQ(std::string(frame.buffer() + 4, 2), "\xFF\xFF") << &change - changes;
+    }
 }
 
 TEST(FrameDeathTest, EndsOnFaultsOfTheCaller) {

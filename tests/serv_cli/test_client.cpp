@@ -82,6 +82,10 @@ TEST_F(ClientTest, ClientsAreFoundByTheirTwoKeys) {
     EXPECT_EQ(same.third, -1);
     EXPECT_EQ(same.fourth, -1);
     same.third = 7;
+    ClientId cleared = same;
+    cleared.clear();
+    EXPECT_EQ(cleared.major, -1);
+    EXPECT_EQ(cleared.third, -1);
     const ClientId unknown(2, 1);
     EXPECT_EQ(clients.put_parametre(&same, "x"), 1);
     EXPECT_EQ(clients.has_parametre(&id), 1);
