@@ -46,8 +46,8 @@ check_fuzz() {
         if [ -d "$target" ] || [ ! -x "$target" ]; then continue; fi
         name=${target##*/fuzz_}
         mkdir -p "build/corpus/$name"
-        "$target" -runs="$fuzz_runs" -max_total_time="$fuzz_seconds" -close_fd_mask=1 -verbosity=0 \
-            -print_final_stats=1 \
+        "$target" -seed=1 -runs="$fuzz_runs" -max_total_time="$fuzz_seconds" \
+            -close_fd_mask=1 -verbosity=0 -print_final_stats=1 \
             -artifact_prefix="build/corpus/crash-$name-" "build/corpus/$name" "fuzz/corpus/$name" \
             2>"build/corpus/$name.log" || { tail -n 40 "build/corpus/$name.log"; return 1; }
         echo "fuzz $name: $(sed -n 's/.*executed_units: *//p' "build/corpus/$name.log") executions"
