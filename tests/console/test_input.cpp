@@ -50,6 +50,16 @@ TEST(Input, OneKeyInputBeginsAndEndsWithTheServersTokens) {
     session.link.expectText("line\n");
 }
 
+TEST(Input, ATerminalGoesOnBehindItsEndCharacter) {
+    Session session({}, Keyboard::kTerminal);
+    session.link.send(text("<on-canonique>\n") + text("key?\n"));
+    session.console.expect("key?\n");
+    session.console.type("\n");  // may still go as a line
+    session.link.expectText("\n");
+    session.console.type("\x04z\n");
+    for (const char* key : {"\xff", "z", "\n"}) session.link.expectText(key);
+}
+
 TEST(DumpBytes, PrintsCountAddressAndBytes) {
     const std::string bytes(60, '\xa5');
     testing::internal::CaptureStdout();

@@ -3,6 +3,7 @@
 // console says is the only sign that something is ready.
 
 #include <fcntl.h>
+#include <pty.h>
 #include <signal.h>
 #include <sys/ioctl.h>
 #include <sys/wait.h>
@@ -16,14 +17,17 @@
 namespace support {
 
 using Words = std::vector<std::string>;
+enum class Keyboard { kPipe, kTerminal };
 
 class ConsoleProcess {
   public:
-    explicit ConsoleProcess(const Words& words) {
+    explicit ConsoleProcess(const Words& words, Keyboard keyboard = Keyboard::kPipe) {
         int theirs[3];
         for (const int fd : {STDIN_FILENO, STDOUT_FILENO, STDERR_FILENO}) {
             int ends[2];
-            EXPECT_EQ(pipe2(ends, O_CLOEXEC), 0);
+            if (fd == STDIN_FILENO && keyboard == Keyboard::kTerminal)
+                EXPECT_EQ(openpty(&ends[1], &ends[0], nullptr, nullptr, nullptr), 0);
+            else EXPECT_EQ(pipe2(ends, O_CLOEXEC), 0);
             theirs[fd] = ends[fd == STDIN_FILENO ? 0 : 1];
             ours_[fd] = ends[fd == STDIN_FILENO ? 1 : 0];
         }
@@ -112,7 +116,8 @@ class ConsoleProcess {
 
 /// A console in its first session, with all said up to "Press return" taken.
 struct Session {
-    explicit Session(const Words& more = {}) : console(toPeer(more)), link(peer.join()) {
+    explicit Session(const Words& more = {}, Keyboard keyboard = Keyboard::kPipe)
+        : console(toPeer(more), keyboard), link(peer.join()) {
         console.expectUpTo("\nPress return");
     }
     /// Takes the end of the session that was lost and the beginning of the next.
