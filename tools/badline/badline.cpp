@@ -57,9 +57,11 @@ constexpr std::size_t kFrameHeader = 132;  // bytes that are to stay, or the str
 // TCP's sum doesn't know the order of the words that it adds up: two of a packet's body that differ
 // change places.
 bool swapWords(std::string& packet) {
-    const auto at = [&](std::size_t i) { return static_cast<unsigned char>(packet[i]); };
-    const std::size_t ip = (at(0) & 0x0Fu) * 4;
-    const std::size_t body = ip + (at(ip + 12) >> 4) * 4u;
+    const auto at = [&](std::size_t i) -> std::size_t {
+        return static_cast<unsigned char>(packet[i]);
+    };
+    const std::size_t ip = (at(0) & 0x0F) * 4;
+    const std::size_t body = ip + (at(ip + 12) >> 4) * 4;
     for (std::size_t i = body + kFrameHeader; i + 4 <= packet.size(); i += 2) {
         if (packet.compare(i, 2, packet, i + 2, 2) == 0) continue;
         std::swap_ranges(packet.begin() + static_cast<long>(i),

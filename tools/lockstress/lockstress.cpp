@@ -21,6 +21,7 @@
 #include "util/i_os_mutex.h"
 
 // The rings, which ThreadSanitizer would find too, are made on purpose. It still looks for races.
+// NOLINTNEXTLINE(bugprone-reserved-identifier): the name is the sanitizer's
 extern "C" const char* __tsan_default_options() {
     return "detect_deadlocks=0";
 }
