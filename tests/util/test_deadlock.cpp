@@ -67,7 +67,8 @@ void raceRing(int size, bool all_hold_first, bool ends_the_thread) {
     for (std::size_t i = 0; i < locks.size(); ++i) {
         threads.emplace_back([&, i, own = locks[i], next = locks[(i + 1) % locks.size()]] {
             start.arrive_and_wait();
-            i % 2 ? mutexTry(own, "test", __LINE__) : get(own);
+            if (i % 2 != 0) mutexTry(own, "test", __LINE__);
+            else get(own);
             to_break = own;
             if (all_hold_first) start.arrive_and_wait();
             asked = next;
